@@ -1,0 +1,143 @@
+// The mutex failure paths of the reference-count guard, and the zeroing of a buffer's first byte before
+// its array is freed. Both need hooks in this executable: it replaces the pthread mutex calls (the
+// library resolves them to these definitions first) and the global array delete. Not built with
+// sanitizers, whose runtimes own those calls.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "Shared/SharedBuffer.h"
+#include "tests/LogCapture.h"
+
+namespace {
+
+enum eMutexCall { kInit, kLock, kUnlock, kDestroy, kCallCount };
+
+// Calls on the scripted mutex answer gScript[call] and never reach the real functions; every other
+// mutex (the test framework's, the library's global one) works as usual.
+const pthread_mutex_t* gScripted = nullptr;
+int gScript[kCallCount] = {};
+int gGlobalMutexCalls = 0;  // calls on the library's global mutex
+
+template <typename Function>
+Function Real(const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+template <typename... Args>
+int Call(eMutexCall call, const char* name, pthread_mutex_t* mutex, Args... args) {
+    if (mutex == gScripted) {
+        return gScript[call];
+    }
+    if (mutex == &gRefCount.mMutex) {
+        ++gGlobalMutexCalls;
+    }
+    return Real<int (*)(pthread_mutex_t*, Args...)>(name)(mutex, args...);
+}
+
+// First byte of the array freed while gWatchArray points at it.
+const void* gWatchArray = nullptr;
+int gFirstByteAtFree = -1;
+
+}  // namespace
+
+extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+    return Call(kInit, "pthread_mutex_init", mutex, attributes);
+}
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) { return Call(kLock, "pthread_mutex_lock", mutex); }
+extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) { return Call(kUnlock, "pthread_mutex_unlock", mutex); }
+extern "C" int pthread_mutex_destroy(pthread_mutex_t* mutex) {
+    return Call(kDestroy, "pthread_mutex_destroy", mutex);
+}
+
+void operator delete[](void* array) noexcept {
+    if (array != nullptr && array == gWatchArray) {
+        gFirstByteAtFree = *static_cast<unsigned char*>(array);
+    }
+    free(array);
+}
+void operator delete[](void* array, size_t) noexcept { operator delete[](array); }
+
+namespace {
+
+TEST(SharedBufferSync, EachMutexFailureIsLoggedWithItsCodeAndText) {
+    struct {
+        eMutexCall mCall;
+        int mCode;
+        const char* mMessage;
+    } const cases[] = {
+        {kInit, EAGAIN, "SharedBuffer: Unable to init sync mutex. Error 11: Resource temporarily unavailable"},
+        {kLock, EINVAL, "SharedBuffer: Unable to lock sync mutex. Error 22: Invalid argument"},
+        {kUnlock, EPERM, "SharedBuffer: Unable to unlock sync mutex. Error 1: Operation not permitted"},
+        {kDestroy, EBUSY, "SharedBuffer: Unable to destroy sync mutex. Error 16: Device or resource busy"},
+    };
+    for (const auto& c : cases) {
+        alignas(sSharedBufferSync) unsigned char storage[sizeof(sSharedBufferSync)];
+        gScripted = reinterpret_cast<const pthread_mutex_t*>(storage + offsetof(sSharedBufferSync, mMutex));
+        for (int& code : gScript) {
+            code = 0;
+        }
+        gScript[c.mCall] = c.mCode;
+
+        cLogCapture log;
+        sSharedBufferSync* sync = new (storage) sSharedBufferSync;
+        EXPECT_EQ(sync->mInitialized, c.mCall != kInit);
+        sync->Lock();
+        sync->Unlock();
+        sync->~sSharedBufferSync();
+        EXPECT_FALSE(sync->mInitialized);
+        gScripted = nullptr;
+
+        const std::vector<sLogLine> lines = log.Lines();
+        ASSERT_EQ(lines.size(), 1u) << c.mMessage;
+        EXPECT_EQ(lines[0].mText, c.mMessage);
+        EXPECT_EQ(lines[0].mTag, "tarnik-utils");
+        EXPECT_EQ(lines[0].mPriority, 'I');
+        EXPECT_EQ(lines[0].mPath, "Shared/SharedBuffer.cpp");
+    }
+}
+
+TEST(SharedBufferSync, CountsStillWorkWithoutTheMutex) {
+    gRefCount.mInitialized = false;  // as after a failed set-up
+    gGlobalMutexCalls = 0;
+    cLogCapture log;
+    sSharedBuffer* buffer = new sSharedBuffer(reinterpret_cast<const unsigned char*>("xyz"), 3, 3);
+    buffer->AddRef();
+    buffer->AddRef();
+    EXPECT_EQ(buffer->mRefCount, 2u);
+    buffer->Release();
+    EXPECT_EQ(buffer->mRefCount, 1u);
+    gWatchArray = buffer->mData;
+    gFirstByteAtFree = -1;
+    buffer->Release();
+    gWatchArray = nullptr;
+    EXPECT_EQ(gFirstByteAtFree, 0) << "destroyed by the last release";
+    EXPECT_EQ(gGlobalMutexCalls, 0) << "no lock is attempted";
+    EXPECT_TRUE(log.Lines().empty());
+    gRefCount.mInitialized = true;
+
+    // Back on the mutex: every AddRef and Release locks and unlocks it once.
+    sSharedBuffer* locked = new sSharedBuffer(reinterpret_cast<const unsigned char*>("xyz"), 3, 3);
+    locked->AddRef();
+    locked->Release();
+    EXPECT_EQ(gGlobalMutexCalls, 4);
+}
+
+TEST(SharedBuffer, FirstByteIsZeroedBeforeTheArrayIsFreed) {
+    const unsigned char bytes[] = {0xAB, 0xCD};
+    sSharedBuffer* buffer = new sSharedBuffer(bytes, 2, 3);
+    gWatchArray = buffer->mData;
+    gFirstByteAtFree = -1;
+    delete buffer;
+    gWatchArray = nullptr;
+    EXPECT_EQ(gFirstByteAtFree, 0);
+}
+
+}  // namespace
