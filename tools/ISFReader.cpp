@@ -1,5 +1,6 @@
 #include "tools/ISFReader.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <fstream>
@@ -13,7 +14,13 @@ public:
 
     void Read() {
         if (mBytes.size() < ISF_HEADER_SIZE) {
-            Problem(0, "file shorter than its %u-byte header", ISF_HEADER_SIZE);
+            // A file cut short right after it was created: acceptable if what is there begins the magic.
+            unsigned char magic[ISF_HEADER_SIZE];
+            PutLE(magic, ISF_HEADER_MAGIC, ISF_HEADER_SIZE);
+            if (!std::equal(mBytes.begin(), mBytes.end(), magic)) {
+                Problem(0, "%zu bytes that do not begin the header magic", mBytes.size());
+            }
+            mFile.mUnindexedBytes = mBytes.size();
             return;
         }
         if (GetLE(mBytes.data(), 4) != ISF_HEADER_MAGIC) {
