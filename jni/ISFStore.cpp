@@ -264,15 +264,14 @@ unsigned int cISFStore::WriteItem(unsigned int protocol, unsigned int length, co
         return ISF_STATUS_INVALID_ITEM;
     }
     const bool tagged = protocol == ISF_PROTOCOL_TAGGED_REQUEST;
-    sSharedBuffer* buffer =
-        new (std::nothrow) sSharedBuffer(data, length, tagged ? ISF_PROTOCOL_REQUEST : protocol);
-    if (buffer == nullptr) {
+    // The copy lives only for this call; a length outside 1..16640 leaves it empty, which the next step
+    // refuses.
+    sSharedBuffer buffer(data, length, tagged ? ISF_PROTOCOL_REQUEST : protocol);
+    if (buffer.mData == nullptr && IsUsableSize(length)) {
         PALVORIN_LOG(PALVORIN_TAG_STORE, "Memory allocation error");
         return ISF_STATUS_NO_MEMORY;
     }
-    const unsigned int status = WriteItem(buffer, time, tagged ? ITEM_TYPE_TAGGED_REQUEST : ITEM_TYPE_DERIVE);
-    delete buffer;
-    return status;
+    return WriteItem(&buffer, time, tagged ? ITEM_TYPE_TAGGED_REQUEST : ITEM_TYPE_DERIVE);
 }
 
 unsigned int cISFStore::WriteItem(sSharedBuffer* item, FILETIME time, unsigned int type) {
