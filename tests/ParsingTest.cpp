@@ -53,15 +53,13 @@ TEST(ParseTokens, SplitsInPlaceWithoutEmptyTokens) {
         const char* mDelimiters;
         const char* mText;
         Strings mTokens;
-    } cases[] = {
-        {" ", "  one two  ", {"one", "two"}},
-        {",", ",,,", {}},
-        {",", "no delimiter", {"no delimiter"}},
-        {nullptr, "a,b", {}},
-        {"", "a,b", {}},
-        {",", nullptr, {}},
-        {",", "", {}},
-    };
+    } cases[] = {{" ", "  one two  ", {"one", "two"}},
+                 {",", ",,,", {}},
+                 {",", "no delimiter", {"no delimiter"}},
+                 {nullptr, "a,b", {}},
+                 {"", "a,b", {}},
+                 {",", nullptr, {}},
+                 {",", "", {}}};
     for (const auto& c : cases) {
         std::vector<char> copy;
         if (c.mText != nullptr) {
