@@ -58,7 +58,18 @@ void BuildLogCodesFromMask(const unsigned char* mask, unsigned int bitCount, eLo
 }
 
 void ReverseBits(unsigned char* data, unsigned int length) {
-    for (unsigned int i = 0; i < length; ++i) {
+    // Eight bytes per step: the same three swaps as below, on every byte of a word at once (no bit
+    // crosses a byte boundary).
+    unsigned int i = 0;
+    for (; i + 8 <= length; i += 8) {
+        unsigned long long w;
+        memcpy(&w, data + i, 8);
+        w = ((w >> 4) & 0x0F0F0F0F0F0F0F0Full) | ((w & 0x0F0F0F0F0F0F0F0Full) << 4);
+        w = ((w >> 2) & 0x3333333333333333ull) | ((w & 0x3333333333333333ull) << 2);
+        w = ((w >> 1) & 0x5555555555555555ull) | ((w & 0x5555555555555555ull) << 1);
+        memcpy(data + i, &w, 8);
+    }
+    for (; i < length; ++i) {
         unsigned int b = data[i];
         b = ((b & 0xF0) >> 4) | ((b & 0x0F) << 4);
         b = ((b & 0xCC) >> 2) | ((b & 0x33) << 2);

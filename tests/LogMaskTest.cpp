@@ -94,12 +94,20 @@ TEST(LogMask, ReverseBits) {
     ReverseBits(data.data(), 0);
     EXPECT_EQ(data, Hex("80 23 01 ff 00 f0 5a"));
 
-    // Every value against a bit-by-bit reversal.
-    for (unsigned int value = 0; value < 256; ++value) {
-        unsigned char b = static_cast<unsigned char>(value);
-        ReverseBits(&b, 1);
-        for (unsigned int bit = 0; bit < 8; ++bit) {
-            ASSERT_EQ((b >> bit) & 1, (value >> (7 - bit)) & 1) << value;
+    // Every value, in runs of every length up to 40 (whole words and the bytes after them), against a
+    // bit-by-bit reversal; bytes past the length stay as they are.
+    for (unsigned int length = 0; length <= 40; ++length) {
+        Bytes bytes(48);
+        for (unsigned int i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<unsigned char>(length * 48 + i);
+        }
+        const Bytes original = bytes;
+        ReverseBits(bytes.data(), length);
+        for (unsigned int i = 0; i < bytes.size(); ++i) {
+            for (unsigned int bit = 0; bit < 8; ++bit) {
+                const unsigned int from = i < length ? 7 - bit : bit;
+                ASSERT_EQ((bytes[i] >> bit) & 1, (original[i] >> from) & 1) << length << " " << i;
+            }
         }
     }
 }
