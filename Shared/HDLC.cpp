@@ -8,7 +8,9 @@
 
 namespace {
 
-inline bool IsReserved(unsigned char byte) { return byte == AHDLC_FLAG || byte == AHDLC_ESCAPE; }
+inline bool IsReserved(unsigned char byte) {
+    return byte == AHDLC_FLAG || byte == AHDLC_ESCAPE;
+}
 
 // Length of the leading run of bytes that need no stuffing. Eight bytes are tested per step: a byte
 // equals 0x7D or 0x7E exactly when one of the XORs below makes it zero, and the lowest flagged byte of
@@ -23,8 +25,7 @@ size_t PlainRunLength(const unsigned char* data, size_t length) {
         memcpy(&word, data + i, 8);
         const uint64_t escapes = word ^ (kOnes * AHDLC_ESCAPE);
         const uint64_t flags = word ^ (kOnes * AHDLC_FLAG);
-        const uint64_t zeros =
-            ((escapes - kOnes) & ~escapes & kHighs) | ((flags - kOnes) & ~flags & kHighs);
+        const uint64_t zeros = ((escapes - kOnes) & ~escapes & kHighs) | ((flags - kOnes) & ~flags & kHighs);
         if (zeros != 0) {
             return i + static_cast<size_t>(__builtin_ctzll(zeros) / 8);
         }

@@ -18,4 +18,5 @@ extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, .
 #define PALVORIN_TAG_STORE "libPalvorin"
 
 // Priority 4 is ANDROID_LOG_INFO; written as a number so that the stand-in needs no Android header.
-#define PALVORIN_LOG(tag, fmt, ...) __android_log_print(4, tag, "%s:%d: " fmt, __FILE__, __LINE__, ##__VA_ARGS__)
+#define PALVORIN_LOG(tag, fmt, ...) \
+    __android_log_print(4, tag, "%s:%d: " fmt, __FILE__, __LINE__, ##__VA_ARGS__)

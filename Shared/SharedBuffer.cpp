@@ -61,7 +61,9 @@ bool sSharedBuffer::operator==(const sSharedBuffer& other) const {
            mProtocol == other.mProtocol;
 }
 
-bool sSharedBuffer::operator!=(const sSharedBuffer& other) const { return !(*this == other); }
+bool sSharedBuffer::operator!=(const sSharedBuffer& other) const {
+    return !(*this == other);
+}
 
 void sSharedBuffer::AddRef() {
     gRefCount.Lock();
@@ -91,8 +93,8 @@ sSharedBufferSync::~sSharedBufferSync() {
     mInitialized = false;  // first, so that any Lock()/Unlock() from here on does nothing
     const int result = pthread_mutex_destroy(&mMutex);
     if (result != 0) {
-        PALVORIN_LOG(PALVORIN_TAG_SHARED, "SharedBuffer: Unable to destroy sync mutex. Error %d: %s\n", result,
-                     strerror(result));
+        PALVORIN_LOG(PALVORIN_TAG_SHARED, "SharedBuffer: Unable to destroy sync mutex. Error %d: %s\n",
+                     result, strerror(result));
     }
 }
 

@@ -72,7 +72,9 @@ extern sSharedBufferSync gRefCount;
 
 // The usability test every consumer applies before touching a buffer's bytes: data present and
 // 1 <= size <= MAX_SHARED_BUFFER_SIZE, written as a wrap-around test (size 0 becomes 0xFFFFFFFF).
-inline bool IsUsableSize(unsigned int size) { return ((size - 1u) >> 8) <= 64u; }  // 16640 = 65 x 256
+inline bool IsUsableSize(unsigned int size) {
+    return ((size - 1u) >> 8) <= 64u;
+}  // 16640 = 65 x 256
 inline bool IsUsableBuffer(const sSharedBuffer* buffer) {
     return buffer != nullptr && buffer->mData != nullptr && IsUsableSize(buffer->mSize);
 }

@@ -11,7 +11,8 @@ const size_t kLength = 4096;
 const unsigned int kReservedPercent = 1;
 
 bool SameBytes(const sSharedBuffer* buffer, const std::vector<unsigned char>& bytes) {
-    return buffer != nullptr && buffer->mSize == bytes.size() && memcmp(buffer->mData, bytes.data(), bytes.size()) == 0;
+    return buffer != nullptr && buffer->mSize == bytes.size() &&
+           memcmp(buffer->mData, bytes.data(), bytes.size()) == 0;
 }
 
 void BM_HDLCEncode(benchmark::State& state) {

@@ -44,12 +44,10 @@ struct sCalculateCase {
 
 TEST(CalculateCRC, ChecksOnlyWholeBytesOfTheCheckString) {
     const sCalculateCase cases[] = {
-        {72, 0x906E},  // the published check value of CRC-16/X-25
-        {75, 0x906E},  // leftover bits are ignored
-        {79, 0x906E},
-        {7, 0x0000},   // below one byte
-        {0, 0x0000},
-        {8, 0xD072},   // "1" alone, worked bit by bit
+        {72, 0x906E},               // the published check value of CRC-16/X-25
+        {75, 0x906E},               // leftover bits are ignored
+        {79, 0x906E}, {7, 0x0000},  // below one byte
+        {0, 0x0000},  {8, 0xD072},  // "1" alone, worked bit by bit
     };
     for (const sCalculateCase& c : cases) {
         EXPECT_EQ(CalculateCRC(kCheckString, c.mBitLength), c.mExpected) << "bit length " << c.mBitLength;
@@ -66,7 +64,9 @@ TEST(CalculateCRC, SeveralBytesAStepEqualsOneByteAStep) {
     for (size_t offset = 0; offset < 8; ++offset) {
         for (size_t length = 0; length + offset <= 300; ++length) {
             const unsigned short expected =
-                length == 0 ? 0 : static_cast<unsigned short>(FoldByteAtATime(0xFFFF, &data[offset], length) ^ 0xFFFF);
+                length == 0
+                    ? 0
+                    : static_cast<unsigned short>(FoldByteAtATime(0xFFFF, &data[offset], length) ^ 0xFFFF);
             ASSERT_EQ(CalculateCRC(&data[offset], static_cast<unsigned int>(length * 8)), expected)
                 << "offset " << offset << " length " << length;
             ASSERT_EQ(FoldCRC(0x1234, &data[offset], length), FoldByteAtATime(0x1234, &data[offset], length));
@@ -103,7 +103,8 @@ TEST(CheckCRC, AnySingleFlippedBitFails) {
 
 TEST(CheckCRC, NoDataIsLoggedAndFails) {
     const unsigned char byte = 0;
-    for (const auto& [data, length] : {std::pair<const unsigned char*, unsigned int>{nullptr, 5}, {&byte, 0}}) {
+    for (const auto& [data, length] :
+         {std::pair<const unsigned char*, unsigned int>{nullptr, 5}, {&byte, 0}}) {
         cLogCapture log;
         EXPECT_FALSE(CheckCRC(data, length));
         const std::vector<sLogLine> lines = log.Lines();

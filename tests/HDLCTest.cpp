@@ -23,7 +23,9 @@ BufferPtr Make(const Bytes& bytes, unsigned int protocol = 3) {
     return BufferPtr(new sSharedBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), protocol));
 }
 
-Bytes Contents(const sSharedBuffer& buffer) { return Bytes(buffer.mData, buffer.mData + buffer.mSize); }
+Bytes Contents(const sSharedBuffer& buffer) {
+    return Bytes(buffer.mData, buffer.mData + buffer.mSize);
+}
 
 Bytes ReadTestData(const std::string& name) {
     std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name, std::ios::binary);
@@ -156,7 +158,10 @@ TEST(HDLCDecode, FailuresSetConsumedAndLogAsDocumented) {
         {"no closing flag", {0x01, 0x02, 0x03, 0x3B, 0x9D}, 0, {}},
         {"no closing flag after an opening one", {0x7E, 0x01, 0x02, 0x03, 0x3B, 0x9D}, 0, {}},
         {"corrupted byte", {0x01, 0x02, 0x04, 0x3B, 0x9D, 0x7E}, 6, {"CheckCRC failure"}},
-        {"corrupted byte after an opening flag", {0x7E, 0x01, 0x02, 0x04, 0x3B, 0x9D, 0x7E}, 6, {"CheckCRC failure"}},
+        {"corrupted byte after an opening flag",
+         {0x7E, 0x01, 0x02, 0x04, 0x3B, 0x9D, 0x7E},
+         6,
+         {"CheckCRC failure"}},
         {"two flags", {0x7E, 0x7E}, 1, {"Check CRC no data", "CheckCRC failure"}},
         {"a lone flag", {0x7E}, 0, {"bad sz"}},
         // A flag among the first three bytes is not a closing flag: the frame runs on to the next one.
@@ -195,8 +200,8 @@ TEST(HDLCDecode, FrameOfOnlyCheckBytesIsEmptyNotNull) {
 
 TEST(HDLCDecode, WalksAStreamOfFramesByConsumed) {
     // Flag, frame, shared flag, frame, closing flag; frames stuffed by hand.
-    const Bytes stream = {0x7E, 0x4B, 0x12, 0x00, 0x00, 0x51, 0x1A, 0x7E,
-                          0x7D, 0x5D, 0x01, 0x7D, 0x5E, 0x02, 0x03, 0xA3, 0x2B, 0x7E};
+    const Bytes stream = {0x7E, 0x4B, 0x12, 0x00, 0x00, 0x51, 0x1A, 0x7E, 0x7D,
+                          0x5D, 0x01, 0x7D, 0x5E, 0x02, 0x03, 0xA3, 0x2B, 0x7E};
     const std::vector<Bytes> expected = {{0x4B, 0x12, 0x00, 0x00}, {0x7D, 0x01, 0x7E, 0x02, 0x03}};
     std::vector<Bytes> packets;
     size_t offset = 0;

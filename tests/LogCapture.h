@@ -31,7 +31,8 @@ public:
         mStopped = true;
         const std::string captured = testing::internal::GetCapturedStderr();
         // liblog on a host: "tag I date time pid tid message"; the stand-in: "tag I message".
-        static const std::regex kLine(R"(^(\S+) ([VDIWEF]) (?:.*? )??([A-Za-z0-9_./-]+\.(?:cpp|h)):(\d+): (.*)$)");
+        static const std::regex kLine(
+            R"(^(\S+) ([VDIWEF]) (?:.*? )??([A-Za-z0-9_./-]+\.(?:cpp|h)):(\d+): (.*)$)");
         std::vector<sLogLine> lines;
         std::istringstream in(captured);
         std::string text;

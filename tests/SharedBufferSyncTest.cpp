@@ -51,8 +51,12 @@ int gFirstByteAtFree = -1;
 extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
     return Call(kInit, "pthread_mutex_init", mutex, attributes);
 }
-extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) { return Call(kLock, "pthread_mutex_lock", mutex); }
-extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) { return Call(kUnlock, "pthread_mutex_unlock", mutex); }
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
+    return Call(kLock, "pthread_mutex_lock", mutex);
+}
+extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) {
+    return Call(kUnlock, "pthread_mutex_unlock", mutex);
+}
 extern "C" int pthread_mutex_destroy(pthread_mutex_t* mutex) {
     return Call(kDestroy, "pthread_mutex_destroy", mutex);
 }
@@ -63,7 +67,9 @@ void operator delete[](void* array) noexcept {
     }
     free(array);
 }
-void operator delete[](void* array, size_t) noexcept { operator delete[](array); }
+void operator delete[](void* array, size_t) noexcept {
+    operator delete[](array);
+}
 
 namespace {
 
@@ -73,7 +79,8 @@ TEST(SharedBufferSync, EachMutexFailureIsLoggedWithItsCodeAndText) {
         int mCode;
         const char* mMessage;
     } const cases[] = {
-        {kInit, EAGAIN, "SharedBuffer: Unable to init sync mutex. Error 11: Resource temporarily unavailable"},
+        {kInit, EAGAIN,
+         "SharedBuffer: Unable to init sync mutex. Error 11: Resource temporarily unavailable"},
         {kLock, EINVAL, "SharedBuffer: Unable to lock sync mutex. Error 22: Invalid argument"},
         {kUnlock, EPERM, "SharedBuffer: Unable to unlock sync mutex. Error 1: Operation not permitted"},
         {kDestroy, EBUSY, "SharedBuffer: Unable to destroy sync mutex. Error 16: Device or resource busy"},

@@ -15,8 +15,11 @@ struct sConstructionCase {
 };
 
 const sConstructionCase kConstruction[] = {
-    {"null data", false, 10, false},      {"size 0", true, 0, false},  {"size 1", true, 1, true},
-    {"largest size", true, 16640, true},  {"one past the largest", true, 16641, false},
+    {"null data", false, 10, false},
+    {"size 0", true, 0, false},
+    {"size 1", true, 1, true},
+    {"largest size", true, 16640, true},
+    {"one past the largest", true, 16641, false},
     {"huge size", true, 0xFFFFFFFFu, false},
 };
 
@@ -68,7 +71,8 @@ TEST(SharedBuffer, AdoptingConstructorOwnsTheArrayInSuccessAndFailure) {
 TEST(SharedBuffer, ReleaseDestroysAtCountZeroOrOne) {
     // Observed through a derived buffer whose destructor reports.
     struct sWatched : sSharedBuffer {
-        sWatched(int* destroyed) : sSharedBuffer(reinterpret_cast<const unsigned char*>("abc"), 3, 3), mDestroyed(destroyed) {}
+        sWatched(int* destroyed)
+            : sSharedBuffer(reinterpret_cast<const unsigned char*>("abc"), 3, 3), mDestroyed(destroyed) {}
         ~sWatched() override { ++*mDestroyed; }
         int* mDestroyed;
     };
