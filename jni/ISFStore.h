@@ -1,0 +1,120 @@
+// The item store: writes diagnostic packets as timestamped items into one item store file (ISF) at a
+// time. Every file operation of one store runs under its own mutex, so any thread may write.
+//
+// Status codes (0 is success):
+//   9   input/output failure: file not created, stream failed, no file for GetFileLength, or corrupt
+//       counters ("Corrupt file store detected!")
+//   22  invalid item: unknown protocol type, no data, or a length outside 1..16640
+//   160 bad arguments or no open file for a positioned write
+// Writing an item while no file is open does nothing and returns 0.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <map>
+
+#include "Shared/Log.h"
+#include "Shared/SharedBuffer.h"
+#include "jni/ISFClassify.h"
+#include "jni/ISFFormat.h"
+#include "jni/ISFStream.h"
+
+const unsigned int ISF_STATUS_OK = 0;
+const unsigned int ISF_STATUS_NO_MEMORY = 8;
+const unsigned int ISF_STATUS_IO = 9;
+const unsigned int ISF_STATUS_INVALID_ITEM = 22;
+const unsigned int ISF_STATUS_BAD_ARGUMENTS = 160;
+
+const unsigned int ISF_DEFAULT_WRITE_CHUNK_SIZE = 16384;
+
+// Converts a FILETIME to the diagnostic (CDMA system time) format: upper 48 bits count 1.25 ms periods
+// since 1980-01-06 00:00 UTC, lower 16 bits the fraction of a period in 1/49152 units. 0 before that day.
+void FiletimeToCDMA(FILETIME time, unsigned long long& out);
+
+// The clock as a FILETIME (0 if the clock cannot be read).
+FILETIME CurrentFiletime();
+
+// One index block of the open file.
+struct sIndexBlockInfo {
+    uint64_t mOffset;  // file offset of the block
+    uint64_t mBaseMs;  // block base time, milliseconds since 1601
+};
+
+class cISFStore {
+public:
+    // `streams` makes the stream of every file the store opens; it must outlive the store. Null: the
+    // production stream (positioned writes on a file descriptor).
+    explicit cISFStore(cISFStreamFactory* streams = nullptr);
+    // Closes an open file (rewriting the kept responses), then frees the kept responses.
+    virtual ~cISFStore();
+
+    // Rewrites the kept responses as items, appends the index-block table and trailer, closes the file and
+    // resets the per-file state. Never fails; with no file open it only resets the counters.
+    virtual void CloseFileStore();
+
+    // Writes one item under the lock already held: classifies it (type ITEM_TYPE_DERIVE) or takes `type`,
+    // updates hints, starts an index block when needed, writes record and entry, then unwraps debug-trace
+    // item responses and feeds over-the-air logs onwards. The caller keeps `item`. Returns a status.
+    virtual unsigned int InternalWriteItem(sSharedBuffer* item, FILETIME time, unsigned int type);
+
+    // Creates (or empties) the file at `path`, finishing the previous file first, and writes the header
+    // and the tool-version record. On failure to create, returns 9 and the previous file stays open.
+    unsigned int OpenNewFileStore(const char* path);
+
+    // Entry for raw bytes (copied): protocol type `protocol` (514: stored with protocol 4 and type 7).
+    unsigned int WriteItem(unsigned int protocol, unsigned int length, const unsigned char* data,
+                           FILETIME time);
+    // Entry for a buffer, which the caller keeps. Takes the lock; keeps health and file-list packets.
+    unsigned int WriteItem(sSharedBuffer* item, FILETIME time, unsigned int type);
+
+    // The hint update of a request packet alone (protocol 4; other protocols are ignored).
+    void CheckForAndUpdateHint(sSharedBuffer* item);
+
+    // Positioned file access; called with the lock held.
+    unsigned int WriteFile(uint64_t position, const unsigned char* data, unsigned int length);
+    unsigned int SetFilePointer(uint64_t position);
+    unsigned int GetFileLength(uint64_t& length);  // all ones when the stream has failed (status 0)
+    unsigned int WriteIndexBlock(FILETIME time);
+    unsigned int SaveFileStore();
+    void ClearState();
+
+    // The tool-version record, the first item of every file (type 5). A failure is only logged.
+    void WriteToolVersion() {}
+
+    // Kept health and file-list packets (private copies, latest per u16 key at bytes 2-3). The caller keeps
+    // `item`.
+    void StoreDiagHealthRsp(sSharedBuffer* item);
+    void StoreFileListDiagReqRsp(sSharedBuffer* item);
+    void ReplayDiagHealthRsps();
+    void DeleteDiagHealthRsps();
+
+    // Hands an over-the-air log to the WCDMA reassembly; does nothing until the reassembler is part of the
+    // store.
+    void UpdateWCDMAOTA(sSharedBuffer* item, FILETIME time);
+
+    cISFStream* mFile;  // owned; null when no file is open
+    uint32_t mItemCount;
+    uint32_t mWriteChunkSize;
+    sIndexBlockInfo* mIndexBlocks;  // owned array of mIndexBlockCount (capacity mIndexBlockCapacity)
+    uint32_t mIndexBlockCount;
+    uint32_t mIndexBlockCapacity;
+    uint32_t mItemsInBlock;
+    uint32_t mHintA;  // ISF_NO_AUX when unset
+    uint32_t mHintB;
+    pthread_mutex_t mLock;
+    std::map<uint16_t, sSharedBuffer*> mStoredResponses;  // owns the buffers
+    cISFStreamFactory* mStreams;                          // not owned
+
+    cISFStore(const cISFStore&) = delete;
+    cISFStore& operator=(const cISFStore&) = delete;
+
+private:
+    void KeepResponse(sSharedBuffer* item);
+    void CloseStream();
+    unsigned int AppendIndexBlock(const sIndexBlockInfo& block);
+    void UnwrapDebugTraceItem(sSharedBuffer* item, FILETIME time);
+
+    // Record header and payload are put together here so that a record reaches the file in one write.
+    unsigned char mRecord[ISF_MAX_RECORD_HEADER_SIZE + MAX_SHARED_BUFFER_SIZE];
+};
