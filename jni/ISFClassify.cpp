@@ -10,7 +10,8 @@ struct sCodeRange {
     eAuxSource mAux;
 };
 
-// The over-the-air log codes. 0x138A is deliberately outside the set although its neighbours are in it.
+// The over-the-air log codes, in ascending order. 0x138A is deliberately outside the set although its
+// neighbours are in it.
 const sCodeRange kOTALogCodes[] = {
     {0x1004, 0x1008, AUX_HINT_A}, {0x1048, 0x1049, AUX_NONE},   {0x104C, 0x104D, AUX_NONE},
     {0x1052, 0x1053, AUX_NONE},   {0x1076, 0x1079, AUX_NONE},   {0x107C, 0x107C, AUX_NONE},
@@ -48,7 +49,10 @@ bool IsAcceptedProtocol(unsigned int protocol) {
 
 bool IsOTALogCode(unsigned int logCode, eAuxSource& aux) {
     for (const sCodeRange& range : kOTALogCodes) {
-        if (logCode >= range.mFirst && logCode <= range.mLast) {
+        if (logCode < range.mFirst) {
+            return false;  // the ranges are sorted
+        }
+        if (logCode <= range.mLast) {
             aux = range.mAux;
             return true;
         }

@@ -7,6 +7,8 @@
 
 #include "jni/ISFFileStream.h"
 #include "jni/ISFIndex.h"
+#include "jni/ISFToolVersion.h"
+#include "text/Numbers.h"
 
 namespace {
 
@@ -264,15 +266,14 @@ unsigned int cISFStore::WriteItem(unsigned int protocol, unsigned int length, co
         return ISF_STATUS_INVALID_ITEM;
     }
     const bool tagged = protocol == ISF_PROTOCOL_TAGGED_REQUEST;
-    sSharedBuffer* buffer =
-        new (std::nothrow) sSharedBuffer(data, length, tagged ? ISF_PROTOCOL_REQUEST : protocol);
-    if (buffer == nullptr) {
+    // The copy lives only for this call; a length outside 1..16640 leaves it empty, which the next step
+    // refuses.
+    sSharedBuffer buffer(data, length, tagged ? ISF_PROTOCOL_REQUEST : protocol);
+    if (buffer.mData == nullptr && IsUsableSize(length)) {
         PALVORIN_LOG(PALVORIN_TAG_STORE, "Memory allocation error");
         return ISF_STATUS_NO_MEMORY;
     }
-    const unsigned int status = WriteItem(buffer, time, tagged ? ITEM_TYPE_TAGGED_REQUEST : ITEM_TYPE_DERIVE);
-    delete buffer;
-    return status;
+    return WriteItem(&buffer, time, tagged ? ITEM_TYPE_TAGGED_REQUEST : ITEM_TYPE_DERIVE);
 }
 
 unsigned int cISFStore::WriteItem(sSharedBuffer* item, FILETIME time, unsigned int type) {
@@ -369,6 +370,62 @@ unsigned int cISFStore::InternalWriteItem(sSharedBuffer* item, FILETIME time, un
         UpdateWCDMAOTA(item, time);
     }
     return ISF_STATUS_OK;
+}
+
+sSharedBuffer* cISFStore::GenerateToolVersion(unsigned long long cdmaTime) {
+    unsigned char record[TOOL_VERSION_RECORD_SIZE] = {};
+    record[0] = DIAG_LOG_COMMAND;
+    PutLE(record + 2, TOOL_VERSION_LOG_LENGTH, 2);
+    PutLE(record + 4, TOOL_VERSION_LOG_LENGTH, 2);
+    PutLE(record + 6, TOOL_VERSION_LOG_CODE, 2);
+    PutLE(record + TOOL_VERSION_AT_TIMESTAMP, cdmaTime, 8);
+
+    PALVORIN_LOG(PALVORIN_TAG_STORE, "VERSION %s\n", TOOL_VERSION_TEXT);
+    // major.minor.build, split at the first and the last dot.
+    const char* firstDot = strchr(TOOL_VERSION_TEXT, '.');
+    const char* lastDot = strrchr(TOOL_VERSION_TEXT, '.');
+    char major[16] = {};
+    char minor[16] = {};
+    const size_t majorLength = firstDot != nullptr ? static_cast<size_t>(firstDot - TOOL_VERSION_TEXT) : 0;
+    const size_t minorLength =
+        firstDot != nullptr && lastDot > firstDot ? static_cast<size_t>(lastDot - firstDot - 1) : 0;
+    unsigned int majorValue = 0;
+    unsigned int minorValue = 0;
+    if (firstDot != nullptr && majorLength < sizeof major && minorLength < sizeof minor) {
+        memcpy(major, TOOL_VERSION_TEXT, majorLength);
+        if (minorLength != 0) {
+            memcpy(minor, firstDot + 1, minorLength);
+        }
+        const char* build = lastDot + 1;
+        if (FromString(major, majorValue) && FromString(minor, minorValue)) {
+            PALVORIN_LOG(PALVORIN_TAG_STORE, "MAJOR %lu, MINOR %lu, BUILD %s\n",
+                         static_cast<unsigned long>(majorValue), static_cast<unsigned long>(minorValue),
+                         build);
+            PutLE(record + TOOL_VERSION_AT_MAJOR, majorValue, 2);
+            PutLE(record + TOOL_VERSION_AT_MINOR, minorValue, 2);
+            if (strlen(build) < TOOL_VERSION_BUILD_FIELD + 1) {
+                memcpy(record + TOOL_VERSION_AT_BUILD, build, strlen(build));
+            }
+        }
+    }
+    memcpy(record + TOOL_VERSION_AT_NAME, TOOL_NAME, strlen(TOOL_NAME));
+    memcpy(record + TOOL_VERSION_AT_DATE, TOOL_BUILD_DATE, strlen(TOOL_BUILD_DATE));
+
+    timeval now;
+    struct timezone zone;
+    if (gettimeofday(&now, &zone) == 0) {
+        PutLE(record + TOOL_VERSION_AT_SECONDS, static_cast<uint64_t>(now.tv_sec), 4);
+        PutLE(record + TOOL_VERSION_AT_MINUTES_WEST, static_cast<uint64_t>(zone.tz_minuteswest), 2);
+        PutLE(record + TOOL_VERSION_AT_DST, static_cast<uint64_t>(zone.tz_dsttime), 2);
+        PutLE(record + TOOL_VERSION_AT_MILLISECONDS, static_cast<uint64_t>(now.tv_usec / 1000), 2);
+    }
+    sSharedBuffer* buffer =
+        new (std::nothrow) sSharedBuffer(record, TOOL_VERSION_RECORD_SIZE, ISF_PROTOCOL_FROM_DEVICE);
+    if (buffer != nullptr && buffer->mData == nullptr) {
+        delete buffer;
+        return nullptr;
+    }
+    return buffer;
 }
 
 void cISFStore::UnwrapDebugTraceItem(sSharedBuffer* /*item*/, FILETIME /*time*/) {}

@@ -79,8 +79,24 @@ public:
     unsigned int SaveFileStore();
     void ClearState();
 
-    // The tool-version record, the first item of every file (type 5). A failure is only logged.
-    void WriteToolVersion() {}
+    // Writes the tool-version record as an item of type 5 stamped now; a failure is only logged. Defined
+    // here, in the header, so that its log line names this file.
+    void WriteToolVersion() {
+        const FILETIME now = CurrentFiletime();
+        unsigned long long cdmaTime = 0;
+        FiletimeToCDMA(now, cdmaTime);
+        sSharedBuffer* record = GenerateToolVersion(cdmaTime);
+        const unsigned int status = WriteItem(record, now, ITEM_TYPE_LOG);
+        delete record;
+        if (status != ISF_STATUS_OK) {
+            PALVORIN_LOG(PALVORIN_TAG_STORE, "Unable to write tool ver %lu\n",
+                         static_cast<unsigned long>(status));
+        }
+    }
+
+    // The 165-byte tool-version record (a log packet with log code 0x1FFD) stamped with `cdmaTime`, as a new
+    // buffer of protocol 3 owned by the caller (reference count 0); null when memory runs out.
+    static sSharedBuffer* GenerateToolVersion(unsigned long long cdmaTime);
 
     // Kept health and file-list packets (private copies, latest per u16 key at bytes 2-3). The caller keeps
     // `item`.

@@ -96,6 +96,10 @@ TEST(ISFStoreFault, AFailureOfAnyOtherStreamOperationIsReportedAs9) {
     }
 }
 
+// What an open logs when the tool-version record cannot be written.
+const std::vector<std::string> kFailedOpenLog = {"VERSION 3.00.011", "MAJOR 3, MINOR 0, BUILD 011",
+                                                 "Unable to write tool ver 9"};
+
 TEST(ISFStoreFault, FailuresWhileOpeningAreLoggedAndTheFileStaysClosable) {
     // Writes of an open: the header, the first block (4 writes), the tool-version record and its entry.
     for (unsigned int nth = 1; nth <= 7; ++nth) {
@@ -107,7 +111,7 @@ TEST(ISFStoreFault, FailuresWhileOpeningAreLoggedAndTheFileStaysClosable) {
         cISFStore store(&streams);
         cLogCapture log;
         EXPECT_EQ(store.OpenNewFileStore(dir.File("open.isf").c_str()), nth == 1 ? 9u : 0u);
-        EXPECT_EQ(log.Texts(), std::vector<std::string>{"Unable to write tool ver 9"});
+        EXPECT_EQ(log.Texts(), kFailedOpenLog);
         EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 4), kT0), 9u);
         store.CloseFileStore();
         const sISFFile file = ReadISFFile(dir.File("open.isf"));
@@ -132,7 +136,12 @@ TEST(ISFStoreFault, AFullDiskReports9AndNeverCrashes) {
     cISFStore store;
     cLogCapture log;
     EXPECT_EQ(store.OpenNewFileStore("/dev/full"), 9u);
-    EXPECT_EQ(log.Texts(), std::vector<std::string>{"Unable to write tool ver 9"});
+    const std::vector<sLogLine> lines = log.Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].mText, kFailedOpenLog[0]);
+    EXPECT_EQ(lines[2].mText, kFailedOpenLog[2]);
+    EXPECT_EQ(lines[2].mPath, "jni/ISFStore.h");
+    EXPECT_EQ(lines[2].mTag, "libPalvorin");
     const Bytes packet = LogPacket(0x1234, 100);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Write(store, 3, packet, kT0), 9u);
