@@ -54,24 +54,20 @@ public:
     // type 4 or 5 holding a SYSTEM INFORMATION message are used; anything else yields an empty list.
     std::list<sSharedBuffer*> ProcessItem(sSharedBuffer* item, unsigned long long timestamp);
 
-    // Handlers of the ten payload choices that carry SIB data, with the contract of ProcessItem. They
-    // rely on ProcessItem's checks of the log, but never read past the item's bytes.
-    std::list<sSharedBuffer*> ProcessSIM1(sSharedBuffer* item, unsigned long long timestamp);  // firstSegment
-    std::list<sSharedBuffer*> ProcessSIM2(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // subsequentSegment
-    std::list<sSharedBuffer*> ProcessSIM3(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // lastSegmentShort
-    std::list<sSharedBuffer*> ProcessSIM4(sSharedBuffer* item, unsigned long long timestamp);  // lastAndFirst
-    std::list<sSharedBuffer*> ProcessSIM5(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // lastAndComplete
-    std::list<sSharedBuffer*> ProcessSIM6(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // lastAndCompleteAndFirst
-    std::list<sSharedBuffer*> ProcessSIM7(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // completeSIB-List
-    std::list<sSharedBuffer*> ProcessSIM8(sSharedBuffer* item,
-                                          unsigned long long timestamp);  // completeAndFirst
-    std::list<sSharedBuffer*> ProcessSIM9(sSharedBuffer* item, unsigned long long timestamp);   // completeSIB
-    std::list<sSharedBuffer*> ProcessSIM10(sSharedBuffer* item, unsigned long long timestamp);  // lastSegment
+    // Handlers of the ten payload choices that carry SIB data, with the contract of ProcessItem: 1
+    // firstSegment, 2 subsequentSegment, 3 lastSegmentShort, 4 lastAndFirst, 5 lastAndComplete,
+    // 6 lastAndCompleteAndFirst, 7 completeSIB-List, 8 completeAndFirst, 9 completeSIB, 10 lastSegment.
+    // They rely on ProcessItem's checks of the log, but never read past the item's bytes.
+    std::list<sSharedBuffer*> ProcessSIM1(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM2(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM3(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM4(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM5(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM6(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM7(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM8(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM9(sSharedBuffer* item, unsigned long long timestamp);
+    std::list<sSharedBuffer*> ProcessSIM10(sSharedBuffer* item, unsigned long long timestamp);
 
     // Frames a finished SIB (header bytes, padding to a whole byte, length word) and appends the new log,
     // owned by whoever owns `out`. `sim` is updated in place; a log that cannot be built is dropped.
