@@ -24,7 +24,8 @@ void SetPosition(cBitParser& reader, unsigned int position) {
     reader.mBitPos = position < reader.mBitLength ? position : reader.mBitLength;
 }
 
-// Reads the message choice after the integrity check flag; false when the flag cannot be read.
+// Moves to the message choice past the integrity check info (its presence flag, and the info when
+// present); false when the flag cannot be read.
 bool SkipIntegrityCheckInfo(cBitParser& reader) {
     unsigned char present = 0;
     if (reader.Get(1, present) != BITS_SUCCESS) {
@@ -102,7 +103,9 @@ std::vector<unsigned int> sDiagOTALog::GetOTATypeWCDMA(unsigned int logCode, con
         case 9:
         case 254:  // the system-information blocks rebuilt from segments
         case 255:
-            PushField(reader, 8, type);  // the whole first byte of the message
+            // The whole first byte of the message, read like the other choices so that an empty message
+            // gives no value.
+            PushField(reader, 8, type);
             break;
         default:
             break;

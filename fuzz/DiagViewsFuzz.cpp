@@ -98,27 +98,33 @@ void ReadLog(sSharedBuffer* buffer) {
     log.GetLog();
     log.GetTimestamp();
     unsigned int length = 0;
+    const unsigned char* logData = log.GetLogData(length);  // not read: it lies past a 4-byte log
     if (log.IsValid() && buffer->mSize >= 16) {
-        const unsigned char* payload = log.GetLogData(length);
-        Check(length == buffer->mSize - 16 && (payload == nullptr) == (length == 0));
+        Check(length == buffer->mSize - 16 && (logData == nullptr) == (length == 0));
     }
 
     sDiagOTALog ota(buffer);
     const unsigned int code = ota.GetLogCode();
     const std::vector<unsigned int> type = ota.GetOTAType();
     Check(type.size() <= 3 && (ota.IsValid() || type.empty()));
-    if (ota.IsValid()) {
-        const unsigned char* payload = ota.GetLogData(length);
-        if (payload != nullptr) {
-            ota.GetOTATypeCDMA(code, payload, length);
-            ota.GetOTATypeCDMA1xEV(code, payload, length);
-            ota.GetOTATypeGSM(code, payload, length);
-            ota.GetOTATypeUMTS(code, payload, length);
-            ota.GetOTATypeWCDMA(code, payload, length);
-            ota.GetOTATypeUMB(code, payload, length);
-            ota.GetOTATypeWLAN(code, payload, length);
-        }
+    const unsigned char* payload = ota.GetLogData(length);
+    if (ota.IsValid() && payload != nullptr) {
+        ota.ValidateCDMA(code, payload, length);
+        ota.ValidateCDMA1xEV(code, payload, length);
+        ota.ValidateGSM(code, payload, length);
+        ota.ValidateUMTS(code, payload, length);
+        ota.ValidateWCDMA(code, payload, length);
+        ota.ValidateUMB(code, payload, length);
+        ota.ValidateWLAN(code, payload, length);
+        ota.GetOTATypeCDMA(code, payload, length);
+        ota.GetOTATypeCDMA1xEV(code, payload, length);
+        ota.GetOTATypeGSM(code, payload, length);
+        ota.GetOTATypeUMTS(code, payload, length);
+        ota.GetOTATypeWCDMA(code, payload, length);
+        ota.GetOTATypeUMB(code, payload, length);
+        ota.GetOTATypeWLAN(code, payload, length);
     }
+    Check(ota.Validate() == ota.IsValid() && (!ota.IsValid() || log.IsValid()));
     // Copies and assignments between views of the same buffer; the second assignment adds one reference
     // that outlives the views (deliberate).
     sDiagOTALog copy(ota);
@@ -163,6 +169,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         sSharedBuffer* buffer = new sSharedBuffer(data, length, protocol);
         buffer->AddRef();  // held here, so that the views' references can be counted
         {
+            sProtocolBuffer plain(buffer);
+            Check(plain.IsValid() == IsUsableBuffer(buffer));
             sDiagBuffer diag(buffer);
             diag.IsErrorResponse();
             ReadSubsystem(buffer);

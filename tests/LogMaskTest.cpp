@@ -68,25 +68,6 @@ TEST(LogMask, CodesFromMaskAreAddedAndTheMaskIsKept) {
     EXPECT_EQ(codes, (Codes{0x7004, 0x7007, 0x7008})) << "bits 12 to 15 are beyond the count";
 }
 
-TEST(LogMask, FullWidthRoundTrip) {
-    Codes codes;
-    for (unsigned int item = 0; item < 4096; item += 7) {
-        codes.insert(0x3000 | item);
-    }
-    codes.insert(0x2FFF);
-    codes.insert(0x4000);
-    for (bool reverse : {false, true}) {
-        Bytes mask(512);
-        BuildLogMaskFromCodes(mask.data(), 4096, static_cast<eLogEquipID>(3), codes, reverse);
-        Codes back;
-        BuildLogCodesFromMask(mask.data(), 4096, static_cast<eLogEquipID>(3), back, reverse);
-        Codes expected = codes;
-        expected.erase(0x2FFF);
-        expected.erase(0x4000);
-        EXPECT_EQ(back, expected);
-    }
-}
-
 TEST(LogMask, ReverseBits) {
     Bytes data = Hex("01 c4 80 ff 00 0f 5a");
     ReverseBits(data.data(), 6);
