@@ -461,7 +461,15 @@ void cISFStore::UnwrapDebugTraceItem(sSharedBuffer* item, FILETIME time) {
     }
 }
 
-void cISFStore::UpdateWCDMAOTA(sSharedBuffer* /*item*/, FILETIME /*time*/) {}
+void cISFStore::UpdateWCDMAOTA(sSharedBuffer* item, FILETIME time) {
+    unsigned long long cdmaTime = 0;
+    FiletimeToCDMA(time, cdmaTime);
+    for (sSharedBuffer* block : mAccumulator.ProcessItem(item, cdmaTime)) {
+        // A rebuilt block is itself an over-the-air log: its write hands it back here, where it is ignored.
+        InternalWriteItem(block, time, ITEM_TYPE_DERIVE);
+        delete block;  // the accumulator's buffers are ours; the write kept a copy of the bytes
+    }
+}
 
 void cISFStore::KeepResponse(sSharedBuffer* item) {
     const uint16_t key = static_cast<uint16_t>(GetLE(item->mData + 2, 2));

@@ -20,6 +20,7 @@
 #include "jni/ISFClassify.h"
 #include "jni/ISFFormat.h"
 #include "jni/ISFStream.h"
+#include "wcdma/WCDMARRCAccumulator.h"
 
 const unsigned int ISF_STATUS_OK = 0;
 const unsigned int ISF_STATUS_NO_MEMORY = 8;
@@ -106,8 +107,9 @@ public:
     void ReplayDiagHealthRsps();
     void DeleteDiagHealthRsps();
 
-    // Hands an over-the-air log to the WCDMA reassembly; does nothing until the reassembler is part of the
-    // store.
+    // Hands an over-the-air log (read only; the caller keeps it) to the WCDMA reassembly and writes every
+    // system-information block it completes as a further item with the same time, in the order returned.
+    // Called by InternalWriteItem with the lock held; statuses of the further writes are ignored.
     void UpdateWCDMAOTA(sSharedBuffer* item, FILETIME time);
 
     cISFStream* mFile;  // owned; null when no file is open
@@ -119,7 +121,7 @@ public:
     uint32_t mItemsInBlock;
     uint32_t mHintA;  // ISF_NO_AUX when unset
     uint32_t mHintB;
-    // (The WCDMA system-information reassembler joins here as mAccumulator when it is part of the library.)
+    cWCDMARRCAccumulator mAccumulator;  // partial blocks live as long as the store, across files
     pthread_mutex_t mLock;
     std::map<uint16_t, sSharedBuffer*> mStoredResponses;  // owns the buffers
     cISFStreamFactory* mStreams;                          // not owned
