@@ -1,8 +1,9 @@
-// The byte rules of the store: accepted protocol types, over-the-air log codes, hints, kept packets.
+// The byte rules of the store: accepted protocol types, hints, kept packets.
 #include "jni/ISFClassify.h"
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,27 +21,24 @@ TEST(ISFClassify, AcceptedProtocolTypesAreFourRanges) {
     }
 }
 
-TEST(ISFClassify, OverTheAirLogCodesAndTheHintTheyCarry) {
-    struct {
-        unsigned int mCode;
-        bool mOTA;
-        eAuxSource mAux;
-    } const cases[] = {
-        {0x1003, false, AUX_NONE},  {0x1004, true, AUX_HINT_A}, {0x1008, true, AUX_HINT_A},
-        {0x1009, false, AUX_NONE},  {0x104A, false, AUX_NONE},  {0x104D, true, AUX_NONE},
-        {0x107B, false, AUX_NONE},  {0x107C, true, AUX_NONE},   {0x1091, true, AUX_HINT_A},
-        {0x10D8, true, AUX_HINT_A}, {0x1389, true, AUX_HINT_A}, {0x138A, false, AUX_NONE},
-        {0x138B, true, AUX_HINT_A}, {0x138E, false, AUX_NONE},  {0x149F, true, AUX_NONE},
-        {0x412F, true, AUX_HINT_B}, {0x4130, false, AUX_NONE},  {0x5226, true, AUX_NONE},
-        {0x7B3A, true, AUX_NONE},   {0xA000, true, AUX_NONE},   {0xA0FF, false, AUX_NONE},
-        {0xA103, true, AUX_NONE},   {0xA104, false, AUX_NONE},
-    };
-    for (const auto& c : cases) {
-        eAuxSource aux = AUX_HINT_B;
-        EXPECT_EQ(IsOTALogCode(c.mCode, aux), c.mOTA) << std::hex << c.mCode;
-        if (c.mOTA) {
-            EXPECT_EQ(aux, c.mAux) << std::hex << c.mCode;
-        }
+TEST(ISFClassify, OverTheAirLogCodesAreTheListedRangesOnly) {
+    // The ends of every listed range, with the hint each carries, and the codes just outside them.
+    const std::pair<unsigned int, eAuxSource> inside[] = {
+        {0x1004, AUX_HINT_A}, {0x1008, AUX_HINT_A}, {0x1048, AUX_NONE},   {0x104D, AUX_NONE},
+        {0x1053, AUX_NONE},   {0x1076, AUX_NONE},   {0x107C, AUX_NONE},   {0x1086, AUX_NONE},
+        {0x1090, AUX_HINT_A}, {0x10D8, AUX_HINT_A}, {0x1389, AUX_HINT_A}, {0x138B, AUX_HINT_A},
+        {0x138D, AUX_HINT_A}, {0x141C, AUX_NONE},   {0x149F, AUX_NONE},   {0x412F, AUX_HINT_B},
+        {0x512F, AUX_NONE},   {0x5230, AUX_NONE},   {0x7B3A, AUX_NONE},   {0xA103, AUX_NONE}};
+    const unsigned int outside[] = {0x1003, 0x1009, 0x104A, 0x1054, 0x107A, 0x1087, 0x10D9, 0x1387,
+                                    0x138A, 0x138E, 0x4130, 0x5227, 0xA001, 0xA104, 0x0000, 0xFFFF};
+    for (const auto& code : inside) {
+        eAuxSource aux = AUX_NONE;
+        EXPECT_TRUE(IsOTALogCode(code.first, aux)) << std::hex << code.first;
+        EXPECT_EQ(aux, code.second) << std::hex << code.first;
+    }
+    for (unsigned int code : outside) {
+        eAuxSource aux = AUX_NONE;
+        EXPECT_FALSE(IsOTALogCode(code, aux)) << std::hex << code;
     }
 }
 
