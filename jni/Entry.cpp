@@ -28,7 +28,7 @@ const jsize VER_INFO_VALUE_SIZE = 8;
 const unsigned char VER_INFO_LEAD[4] = {3, 0, 0, 0};
 
 // Status of an array whose elements cannot be obtained.
-const unsigned int ISF_STATUS_NO_ARRAY = 12;
+const unsigned int STATUS_NO_ARRAY = 12;
 // Stands for the protocol type of an array too short to hold one; the store rejects it (status 22).
 const unsigned int PROTOCOL_ABSENT = 0xFFFFFFFF;
 
@@ -112,7 +112,7 @@ jint WriteArray(JNIEnv* env, jlong handle, jbyteArray item, bool stamped) {
     const unsigned char* bytes = elements.Bytes();
     if (bytes == nullptr) {
         PALVORIN_LOG(PALVORIN_TAG_STORE, "FATAL error constructing BYTE array");
-        return static_cast<jint>(ISF_STATUS_NO_ARRAY);
+        return static_cast<jint>(STATUS_NO_ARRAY);
     }
     const jsize prefix = stamped ? ITEM_TS_PREFIX_SIZE : ITEM_PREFIX_SIZE;
     const jsize n = elements.Length();
@@ -122,7 +122,7 @@ jint WriteArray(JNIEnv* env, jlong handle, jbyteArray item, bool stamped) {
     FILETIME time = 0;
     unsigned int length = 0;
     const unsigned char* packet = bytes;
-    if (n >= prefix) {
+    if (n >= prefix) {  // the protocol type is the last 4 bytes of either prefix
         protocol = static_cast<unsigned int>(GetLE(bytes + prefix - ITEM_PREFIX_SIZE, 4));
         length = static_cast<unsigned int>(n - prefix);
         packet = bytes + prefix;
