@@ -32,7 +32,7 @@ public final class cISFStore {
     /**
      * Creates (or empties) the file at {@code path} and writes its header and tool-version record,
      * finishing the store's previous file first. Returns 0, 9 (file not created: the previous file stays
-     * open) or 160.
+     * open), 160 (handle 0 or a null path) or 8 (the path's characters could not be obtained).
      */
     public static native int OpenNewFileStore(long handle, String path);
 
