@@ -34,7 +34,7 @@ const struct {
     bool mValid;
 } kCases[] = {
     {DIAG, 2, "4b", false},
-    {DIAG, 3, "4b", true},
+    {DIAG, 3, "4b", true},  // responses and requests only
     {DIAG, 4, "4b", true},
     {DIAG, 5, "4b", false},
     // Subsystem dispatch: a version-2 response needs its 12-byte header, a request only 4 bytes.
@@ -44,7 +44,6 @@ const struct {
     {SUBSYS, 3, "80 12 03 00 00 00 00 00 00 00 00", false},
     {SUBSYS, 4, "80 12 03 00 00 00 00 00 00 00 00", true},
     {SUBSYS, 3, "80 12 03 00 00 00 00 00 00 00 00 00", true},
-    {SUBSYS, 4, "80 12 03", false},
     // Debug trace: subsystem 37, the view's command, its size rule.
     {INFO_RSP, 3, "4b 25 06 00 00 00 00 00", false},
     {INFO_RSP, 3, "4b 25 06 00 00 00 00 00 00", true},  // status 0, count 0
