@@ -70,11 +70,16 @@ TEST(LogConfigRsp, SupportedBitsOfEveryEquipment) {
         packet.insert(packet.end(), value.begin(), value.end());
     }
     cHeldBuffer full(packet, 3);
+    EXPECT_TRUE(sDiagLogConfigRsp(full.get()).DoesContainBits());
     const std::map<eLogEquipID, unsigned int> bits = sDiagLogConfigRsp(full.get()).GetSupportedBits();
     ASSERT_EQ(bits.size(), 16u);
     EXPECT_EQ(bits.at(LOG_EQUIP_FIRST), 0x10000u);
     EXPECT_EQ(bits.at(LOG_EQUIP_LAST), 0x1000Fu);
 
+    packet.pop_back();
+    cHeldBuffer oneShort(packet, 3);
+    EXPECT_FALSE(sDiagLogConfigRsp(oneShort.get()).IsValid());
+    packet.push_back(0);
     packet[8] = 1;  // status 1: accepted, but carries nothing
     cHeldBuffer failed(packet, 3);
     sDiagLogConfigRsp failedView(failed.get());
@@ -89,6 +94,7 @@ TEST(LogConfig, CodesOfTheMaskInAResponseAreAdded) {
     unsigned int bits = 0;
     eLogEquipID equipment = LOG_EQUIP_FIRST;
     Codes codes = {0x1234};
+    EXPECT_TRUE(sDiagLogConfigRsp(config.get()).DoesContainLogMask());
     EXPECT_TRUE(sDiagLogConfigRsp(config.get()).GetValidLogCodes(bits, equipment, codes));
     EXPECT_EQ(bits, 12u);
     EXPECT_EQ(equipment, 5u);
@@ -113,10 +119,13 @@ TEST(LogMaskEx, BitCountsAndTheirEmptyAnswers) {
     }
     cHeldBuffer request(Hex("5d 0c 00 80 10"), 4);
     cHeldBuffer response(Hex("5d 0c 00 80 10"), 3);
+    unsigned int bits = 0;
+    Codes codes;
     EXPECT_EQ(sDiagLogMaskExReq(request.get()).GetRequestedBits(), 12u);
+    EXPECT_TRUE(sDiagLogMaskExReq(request.get()).GetRequestedLogCodes(bits, codes));
+    EXPECT_EQ(codes, (Codes{0x1000, 0x100B})) << "most significant bit first";
     EXPECT_EQ(sDiagLogMaskExReq(response.get()).GetRequestedBits(), 0u) << "invalid view";
     cHeldBuffer getBits(Hex("5d 00 00"), 4);
-    unsigned int bits = 7;
     EXPECT_EQ(sDiagLogMaskExReq(getBits.get()).GetLogMask(bits), nullptr);
 }
 
