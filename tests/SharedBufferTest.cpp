@@ -82,15 +82,4 @@ TEST(SharedBuffer, EqualityIsIdentityOfArraySizeCountAndProtocol) {
     alias.mData = nullptr;  // the array belongs to `a`
 }
 
-TEST(SharedBuffer, GuardedArrayOfSizeZeroIsAllGuardAndNotUsable) {
-    unsigned char* array = NewGuardedArray(0);
-    ASSERT_NE(array, nullptr);
-    EXPECT_EQ(std::vector<unsigned char>(array, array + SHARED_BUFFER_GUARD_SIZE),
-              std::vector<unsigned char>(SHARED_BUFFER_GUARD_SIZE));
-    sSharedBuffer* empty = NewAdoptingBuffer(0, array, 3);  // frees the array
-    ASSERT_NE(empty, nullptr);
-    EXPECT_EQ(empty->mData, nullptr);
-    empty->Release();
-}
-
 }  // namespace
