@@ -92,8 +92,33 @@ TEST(SharedBufferSync, EachMutexFailureIsLoggedWithItsCodeAndText) {
         EXPECT_FALSE(sync->mInitialized);
         gScripted = nullptr;
 
-        EXPECT_EQ(log.Texts(), std::vector<std::string>{c.mMessage});
+        const std::vector<sLogLine> lines = log.Lines();
+        ASSERT_EQ(lines.size(), 1u) << c.mMessage;
+        EXPECT_EQ(lines[0].mText, c.mMessage);
+        EXPECT_EQ(lines[0].mPath, "Shared/SharedBuffer.cpp");
+        EXPECT_EQ(lines[0].mTag, "tarnik-utils");
     }
+}
+
+TEST(SharedBufferSync, CountsStillWorkWhileTheMutexIsNotSetUp) {
+    // Any lock or unlock of the global mutex would now fail and be logged.
+    gRefCount.mInitialized = false;
+    gScripted = &gRefCount.mMutex;
+    std::fill(gScript, gScript + 4, EINVAL);
+    cLogCapture log;
+    sSharedBuffer* buffer = new sSharedBuffer(reinterpret_cast<const unsigned char*>("xyz"), 3, 3);
+    buffer->AddRef();
+    buffer->AddRef();
+    buffer->Release();
+    EXPECT_EQ(buffer->mRefCount, 1u);
+    gWatchArray = buffer->mData;
+    gFirstByteAtFree = -1;
+    buffer->Release();
+    gWatchArray = nullptr;
+    EXPECT_EQ(gFirstByteAtFree, 0) << "destroyed by the last release";
+    EXPECT_TRUE(log.Lines().empty()) << "no lock was attempted";
+    gScripted = nullptr;
+    gRefCount.mInitialized = true;
 }
 
 TEST(SharedBuffer, FirstByteIsZeroedBeforeTheArrayIsFreed) {
