@@ -11,12 +11,10 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 TEST(ISFClassify, AcceptedProtocolTypesAreFourRanges) {
-    const unsigned int accepted[] = {0, 3, 4, 10, 30, 38, 60, 141, 508, 514};
-    const unsigned int refused[] = {11, 29, 39, 59, 142, 507, 515, 0xFFFFFFFF};
-    for (unsigned int protocol : accepted) {
+    for (unsigned int protocol : {0u, 3u, 4u, 10u, 30u, 38u, 60u, 141u, 508u, 514u}) {
         EXPECT_TRUE(IsAcceptedProtocol(protocol)) << protocol;
     }
-    for (unsigned int protocol : refused) {
+    for (unsigned int protocol : {11u, 29u, 39u, 59u, 142u, 507u, 515u, 0xFFFFFFFFu}) {
         EXPECT_FALSE(IsAcceptedProtocol(protocol)) << protocol;
     }
 }
@@ -29,14 +27,13 @@ TEST(ISFClassify, OverTheAirLogCodesAreTheListedRangesOnly) {
         {0x1090, AUX_HINT_A}, {0x10D8, AUX_HINT_A}, {0x1389, AUX_HINT_A}, {0x138B, AUX_HINT_A},
         {0x138D, AUX_HINT_A}, {0x141C, AUX_NONE},   {0x149F, AUX_NONE},   {0x412F, AUX_HINT_B},
         {0x512F, AUX_NONE},   {0x5230, AUX_NONE},   {0x7B3A, AUX_NONE},   {0xA103, AUX_NONE}};
-    const unsigned int outside[] = {0x1003, 0x1009, 0x104A, 0x1054, 0x107A, 0x1087, 0x10D9, 0x1387,
-                                    0x138A, 0x138E, 0x4130, 0x5227, 0xA001, 0xA104, 0x0000, 0xFFFF};
     for (const auto& code : inside) {
         eAuxSource aux = AUX_NONE;
         EXPECT_TRUE(IsOTALogCode(code.first, aux)) << std::hex << code.first;
         EXPECT_EQ(aux, code.second) << std::hex << code.first;
     }
-    for (unsigned int code : outside) {
+    for (unsigned int code : {0x1003, 0x1009, 0x104A, 0x1054, 0x107A, 0x1087, 0x10D9, 0x1387, 0x138A, 0x138E,
+                              0x4130, 0x5227, 0xA001, 0xA104, 0x0000, 0xFFFF}) {
         eAuxSource aux = AUX_NONE;
         EXPECT_FALSE(IsOTALogCode(code, aux)) << std::hex << code;
     }

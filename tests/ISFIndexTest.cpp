@@ -14,10 +14,6 @@ using Bytes = std::vector<unsigned char>;
 
 const uint64_t kBaseMs = 13222310400000ULL;  // 2020-01-01 00:00:00 UTC in ms since 1601
 
-FILETIME AtDelta(int64_t deltaMs) {
-    return static_cast<FILETIME>(static_cast<int64_t>(kBaseMs) + deltaMs) * 10000;
-}
-
 TEST(cIndex, SetAuxiliaryIndexWritesTheHeaderAndSetsTheFlags) {
     struct {
         int64_t mDeltaMs;
@@ -44,7 +40,8 @@ TEST(cIndex, SetAuxiliaryIndexWritesTheHeaderAndSetsTheFlags) {
         cIndex entry;
         entry.mEntry[0] = c.mFlagsBefore;
         unsigned char out[12] = {};
-        const unsigned int size = entry.SetAuxiliaryIndex(out, kBaseMs, AtDelta(c.mDeltaMs), c.mAux);
+        const unsigned int size =
+            entry.SetAuxiliaryIndex(out, kBaseMs, (kBaseMs + c.mDeltaMs) * 10000, c.mAux);
         EXPECT_EQ(Bytes(out, out + size), c.mHeader) << "delta " << c.mDeltaMs;
         EXPECT_EQ(entry.mEntry[0], c.mFlagsAfter) << "delta " << c.mDeltaMs;
     }

@@ -222,7 +222,7 @@ TEST(ISFStore, ADebugTraceItemResponseIsStoredAndUnwrapped) {
     struct {
         unsigned int mProtocol;
         Bytes mPacket;
-        std::vector<Bytes> mPayloads;  // what the file holds after the tool-version record
+        std::vector<Bytes> mPayloads;  // the items it makes, all with its timestamp
         std::vector<unsigned int> mTypes;
     } const cases[] = {
         {3, TraceRsp(log), {TraceRsp(log), log}, {9, 5}},
@@ -233,22 +233,25 @@ TEST(ISFStore, ADebugTraceItemResponseIsStoredAndUnwrapped) {
         {3, TraceRsp(log, 0, 7), {TraceRsp(log, 0, 7)}, {9}},  // GetRange, not GetItem
         {4, TraceRsp(log), {TraceRsp(log)}, {10}},             // a request
     };
+    cTempDir dir;
+    cISFStore store;
+    ASSERT_EQ(store.OpenNewFileStore(dir.File("trace.isf").c_str()), 0u);
+    std::vector<Bytes> payloads;
+    std::vector<unsigned int> types;
+    std::vector<uint64_t> times;
     for (const auto& c : cases) {
-        SCOPED_TRACE("case " + std::to_string(&c - cases));
-        cTempDir dir;
-        const std::string path = dir.File("trace.isf");
-        {
-            cISFStore store;
-            ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-            ASSERT_EQ(Write(store, c.mProtocol, c.mPacket, CurrentFiletime() + 1234567), 0u);
-        }
-        const sISFFile file = ReadGood(path);
-        EXPECT_EQ(Payloads(file, 1), c.mPayloads);
-        ASSERT_EQ(file.mItems.size(), 1 + c.mTypes.size());
-        for (size_t i = 0; i < c.mTypes.size(); ++i) {
-            EXPECT_EQ(file.mItems[i + 1].mType, c.mTypes[i]) << i;
-            EXPECT_EQ(file.mItems[i + 1].mTimeMs, file.mItems[1].mTimeMs) << i << ": the same timestamp";
-        }
+        const uint64_t ms = kT0Ms + 1000 * (&c - cases);
+        ASSERT_EQ(Write(store, c.mProtocol, c.mPacket, ms * 10000), 0u);
+        payloads.insert(payloads.end(), c.mPayloads.begin(), c.mPayloads.end());
+        types.insert(types.end(), c.mTypes.begin(), c.mTypes.end());
+        times.insert(times.end(), c.mTypes.size(), ms);
+    }
+    store.CloseFileStore();
+    const sISFFile file = ReadGood(dir.File("trace.isf"));
+    ASSERT_EQ(Payloads(file, 1), payloads);
+    for (size_t i = 0; i < types.size(); ++i) {
+        EXPECT_EQ(file.mItems[i + 1].mType, types[i]) << i;
+        EXPECT_EQ(file.mItems[i + 1].mTimeMs, times[i]) << i;
     }
 }
 
@@ -290,23 +293,14 @@ TEST(ISFStore, SizeLimitsAndCallsWithoutAFileOrAfterAFailedOpen) {
     const Bytes largest(16640, 0x42);
     EXPECT_EQ(Write(store, 3, largest, kT0), 0u) << "no file: nothing written, success";
     EXPECT_EQ(store.mItemCount, 0u);
-    uint64_t length = 0;
-    EXPECT_EQ(store.GetFileLength(length), 9u);
-    EXPECT_EQ(store.SetFilePointer(0), 160u);
-    EXPECT_EQ(store.WriteFile(0, largest.data(), 1), 160u);
-
     ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
     EXPECT_EQ(store.OpenNewFileStore(dir.File("missing/dir/x.isf").c_str()), 9u) << "the file stays open";
     EXPECT_EQ(store.OpenNewFileStore(nullptr), 9u);
-    EXPECT_EQ(store.WriteFile(0, nullptr, 1), 160u);
-    EXPECT_EQ(store.WriteFile(0, largest.data(), 0), 160u);
     EXPECT_EQ(Write(store, 3, largest, kT0), 0u);
     EXPECT_EQ(Write(store, 3, Bytes(16641, 0x42), kT0), 22u);
     EXPECT_EQ(store.WriteItem(3, 0, largest.data(), kT0), 22u);
     EXPECT_EQ(store.WriteItem(3, 5, nullptr, kT0), 22u);
     EXPECT_EQ(store.WriteItem(nullptr, kT0, ITEM_TYPE_DERIVE), 22u);
-    sSharedBuffer empty(nullptr, 0, 3);
-    EXPECT_EQ(store.InternalWriteItem(&empty, kT0, ITEM_TYPE_DERIVE), 160u);
     store.CloseFileStore();
     EXPECT_EQ(Payloads(ReadGood(path), 1), std::vector<Bytes>{largest});
 }

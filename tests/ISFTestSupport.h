@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -33,19 +34,14 @@ public:
         std::string name = std::string(base != nullptr ? base : "/tmp") + "/palvorin-isf-XXXXXX";
         mPath = mkdtemp(name.data()) != nullptr ? name : "";
     }
-    ~cTempDir() {
-        if (!mPath.empty()) {
-            (void)!system(("rm -rf '" + mPath + "'").c_str());
-        }
-    }
+    ~cTempDir() { std::filesystem::remove_all(mPath); }
     std::string File(const std::string& name) const { return mPath + "/" + name; }
 
 private:
     std::string mPath;
 };
 
-// A log packet: 10 00, both lengths, the log code, a device timestamp of 0, then `payloadSize` bytes 1, 2,
-// ...
+// A log packet: 10 00, both lengths, the log code, a device timestamp of 0, then bytes 1, 2, 3 ...
 inline Bytes LogPacket(uint16_t logCode, size_t payloadSize) {
     const auto length = static_cast<uint16_t>(payloadSize + 12);
     Bytes packet = {0x10, 0, 0, 0, 0, 0, 0, 0};
