@@ -1,5 +1,5 @@
 // Over-the-air items that complete WCDMA system-information blocks, written through the store and read
-// back through the ISF reader: the rebuilt blocks follow the item that completed them.
+// back through the ISF reader.
 #include "tests/ISFTestSupport.h"
 #include "tests/SIMessageWriter.h"
 
@@ -37,7 +37,9 @@ std::vector<Bytes> PayloadsFrom(const std::string& path, size_t from, uint64_t r
     return payloads;
 }
 
-TEST(ISFStoreWCDMA, CompletedBlocksFollowTheItemThatCompletedThem) {
+// Rebuilt blocks follow the item that completed them, with its time; a block whose segments are split
+// across two files of one store object is completed in the second.
+TEST(ISFStoreWCDMA, RebuiltBlocksFollowTheCompletingItemAlsoAcrossTwoFilesOfOneStore) {
     const BitString seg = PatternBits(222, 1);
     const BitString tail = PatternBits(50, 2);
     const BitString one = PatternBits(30, 3);
@@ -46,35 +48,23 @@ TEST(ISFStoreWCDMA, CompletedBlocksFollowTheItemThatCompletedThem) {
     const Bytes lastAndComplete =
         SI::BCH(kLastAndComplete).LastSegmentShort(5, 1, tail).CompleteSIBList({{1, one}, {2, two}}).Log();
     const Bytes unrelated = LogPacket(0x1007, 6);  // over-the-air, but not WCDMA
-    cTempDir dir;
-    const std::string path = dir.File("wcdma.isf");
-    {
-        cISFStore store;
-        ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-        EXPECT_EQ(Write(store, 3, first, AtMs(1)), 0u);
-        EXPECT_EQ(Write(store, 3, unrelated, AtMs(2)), 0u);
-        EXPECT_EQ(Write(store, 3, lastAndComplete, kTime), 0u);
-    }
-    EXPECT_EQ(PayloadsFrom(path, 1, kT0Ms + 7),
-              (std::vector<Bytes>{first, unrelated, lastAndComplete, Rebuilt(5, seg + tail), Rebuilt(1, one),
-                                  Rebuilt(2, two)}));
-}
-
-TEST(ISFStoreWCDMA, SegmentsSplitAcrossTwoFilesOfOneStoreAreJoined) {
-    const BitString seg = PatternBits(222, 5);
-    const BitString tail = PatternBits(100, 6);
-    const Bytes first = SI::BCH(kFirstSegment).FirstSegment(12, 2, seg).Log();
-    const Bytes last = SI::BCH(kLastSegmentShort).LastSegmentShort(12, 1, tail).Log();
+    const Bytes firstOfNext = SI::BCH(kFirstSegment).FirstSegment(12, 2, seg).Log();
+    const Bytes lastOfNext = SI::BCH(kLastSegmentShort).LastSegmentShort(12, 1, one).Log();
     cTempDir dir;
     cISFStore store;
     ASSERT_EQ(store.OpenNewFileStore(dir.File("one.isf").c_str()), 0u);
     EXPECT_EQ(Write(store, 3, first, AtMs(1)), 0u);
+    EXPECT_EQ(Write(store, 3, unrelated, AtMs(2)), 0u);
+    EXPECT_EQ(Write(store, 3, lastAndComplete, kTime), 0u);
+    EXPECT_EQ(Write(store, 3, firstOfNext, AtMs(8)), 0u);
     ASSERT_EQ(store.OpenNewFileStore(dir.File("two.isf").c_str()), 0u);  // closes the first file
-    EXPECT_EQ(Write(store, 3, last, kTime), 0u);
+    EXPECT_EQ(Write(store, 3, lastOfNext, kTime), 0u);
     store.CloseFileStore();
-    EXPECT_EQ(PayloadsFrom(dir.File("one.isf"), 1, 0), std::vector<Bytes>{first});
+    EXPECT_EQ(PayloadsFrom(dir.File("one.isf"), 1, kT0Ms + 7),
+              (std::vector<Bytes>{first, unrelated, lastAndComplete, Rebuilt(5, seg + tail), Rebuilt(1, one),
+                                  Rebuilt(2, two), firstOfNext}));
     EXPECT_EQ(PayloadsFrom(dir.File("two.isf"), 1, kT0Ms + 7),
-              (std::vector<Bytes>{last, Rebuilt(12, seg + tail)}));
+              (std::vector<Bytes>{lastOfNext, Rebuilt(12, seg + one)}));
 }
 
 }  // namespace
