@@ -5,6 +5,7 @@
 // Input: records of [control byte][message length n][n message bytes]. Control bit 0: BCCH-FACH (channel
 // type 5) instead of BCCH-BCH (4); bits 1-2: header byte; bit 7: the length word one more than n.
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 

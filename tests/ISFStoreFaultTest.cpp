@@ -61,7 +61,7 @@ TEST(ISFStoreFault, FailuresWhileOpeningAreLoggedAndTheFileStaysClosable) {
         SCOPED_TRACE("write " + std::to_string(nth) + " of the open");
         cTempDir dir;
         cTestStreamFactory streams;
-        streams.mScript = {{}, OP_WRITE, nth};
+        streams.mScript = {OP_WRITE, nth};
         cISFStore store(&streams);
         cLogCapture log;
         EXPECT_EQ(store.OpenNewFileStore(dir.File("open.isf").c_str()), nth == 1 ? 9u : 0u);
@@ -73,13 +73,13 @@ TEST(ISFStoreFault, FailuresWhileOpeningAreLoggedAndTheFileStaysClosable) {
         EXPECT_TRUE(file.mItems.empty());
     }
     cTestStreamFactory streams;  // a failed close is not reported
-    streams.mScript = {{}, OP_CLOSE, 1};
+    streams.mScript = {OP_CLOSE, 1};
     cTempDir dir;
     cISFStore store(&streams);
     ASSERT_EQ(store.OpenNewFileStore(dir.File("close.isf").c_str()), 0u);
     store.CloseFileStore();
     EXPECT_EQ(store.mFile, nullptr);
-    EXPECT_EQ(streams.mScript.mCalls[OP_CLOSE], 1u);
+    EXPECT_EQ(streams.mScript.mCalls, 1u);
 }
 
 TEST(ISFStoreFault, AFullDiskReports9AndNeverCrashes) {

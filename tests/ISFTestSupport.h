@@ -67,13 +67,13 @@ inline std::string Problems(const sISFFile& file) {
     return text;
 }
 
-enum eStreamOp { OP_OPEN, OP_WRITE, OP_FLUSH, OP_SEEK, OP_SEEK_END, OP_TELL, OP_CLOSE, OP_COUNT };
+enum eStreamOp { OP_OPEN, OP_WRITE, OP_FLUSH, OP_SEEK, OP_SEEK_END, OP_TELL, OP_CLOSE };
 
-// Shared by every stream of one factory: call counters and the call to fail.
+// Shared by every stream of one factory: the call to fail, and the calls of that operation so far.
 struct sStreamScript {
-    unsigned int mCalls[OP_COUNT] = {};
     int mFailOp = -1;          // operation that fails, -1 for none
     unsigned int mFailAt = 0;  // on its Nth call (from 1, across all streams of the factory)
+    unsigned int mCalls = 0;
 };
 
 // Forwards every operation to a real file stream; the scripted call fails instead. A failed write at the
@@ -117,7 +117,7 @@ public:
     }
 
 private:
-    bool Fails(eStreamOp op) { return mScript.mFailOp == op && ++mScript.mCalls[op] == mScript.mFailAt; }
+    bool Fails(eStreamOp op) { return mScript.mFailOp == op && ++mScript.mCalls == mScript.mFailAt; }
     template <typename F>
     void Forward(eStreamOp op, unsigned int failure, F forward) {
         if (Fails(op)) {

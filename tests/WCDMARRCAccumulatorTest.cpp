@@ -49,7 +49,7 @@ struct sSequence {
     const char* mName;
     std::vector<Bytes> mLogs;   // fed in order, log i with timestamp 100 + i
     std::vector<Bytes> mBuilt;  // every rebuilt log, in order
-    size_t mOpen;               // SIBs still open at the end
+    size_t mOpen = 0;           // SIBs still open at the end
 };
 
 void Replay(const sSequence& s) {
@@ -93,16 +93,14 @@ TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
     const sSequence cases[] = {
         {"BCH complete SIB",
          {SI::BCH(kCompleteSIB, 1234).CompleteSIB(13, kWhole).Log(0x5A)},
-         {RebuiltLog(254, 0x5A, 13, kWhole)},
-         0},
+         {RebuiltLog(254, 0x5A, 13, kWhole)}},
         {"FACH complete SIB",
          {SI::FACH(kCompleteSIB).CompleteSIB(13, kWhole).Log(0x5A)},
-         {RebuiltLog(255, 0x5A, 13, kWhole)},
-         0},
-        {"BCH list", {SI::BCH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, bchList, 0},
-        {"FACH list", {SI::FACH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, fachList, 0},
-        {"list of 16", {SI::BCH(kCompleteSIBList).CompleteSIBList(sixteen).Log()}, sixteenBuilt, 0},
-        {"list that runs short", {shortList.Log()}, nineBuilt, 0},
+         {RebuiltLog(255, 0x5A, 13, kWhole)}},
+        {"BCH list", {SI::BCH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, bchList},
+        {"FACH list", {SI::FACH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, fachList},
+        {"list of 16", {SI::BCH(kCompleteSIBList).CompleteSIBList(sixteen).Log()}, sixteenBuilt},
+        {"list that runs short", {shortList.Log()}, nineBuilt},
         // The 8-bit length wraps: 255 stands for 0 bits, and the next entry follows at once.
         {"length field 255",
          {SI::BCH(kCompleteSIBList)
@@ -113,8 +111,7 @@ TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
               .Field(8, 29)
               .Data(kTail.substr(0, 30))
               .Log()},
-         {WrapLog(254, 0, {6}), BCHRebuilt(8, kTail.substr(0, 30))},
-         0},
+         {WrapLog(254, 0, {6}), BCHRebuilt(8, kTail.substr(0, 30))}},
     };
     for (const sSequence& c : cases) {
         Replay(c);
@@ -148,38 +145,33 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
             .Log(header);
     };
     const sSequence cases[] = {
-        {"two, fixed last", {first2, last1}, {BCHRebuilt(11, kSeg1 + kSeg2)}, 0},
-        {"two, short last", {first2, shortLast1}, {BCHRebuilt(11, kSeg1 + kTail)}, 0},
-        {"three, short last", {first3, sub1, shortLast2}, {BCHRebuilt(11, kSeg1 + kSeg2 + kTail)}, 0},
+        {"two, fixed last", {first2, last1}, {BCHRebuilt(11, kSeg1 + kSeg2)}},
+        {"two, short last", {first2, shortLast1}, {BCHRebuilt(11, kSeg1 + kTail)}},
+        {"three, short last", {first3, sub1, shortLast2}, {BCHRebuilt(11, kSeg1 + kSeg2 + kTail)}},
         sixteen,
         {"first segment of count 1",
          {SI::BCH(kFirstSegment).FirstSegment(4, 1, kSeg1).Log()},
-         {BCHRebuilt(4, kSeg1)},
-         0},
+         {BCHRebuilt(4, kSeg1)}},
         {"skipped index: index 3 erases the SIB, its last segment is ignored",
          {first3, SI::BCH(kSubsequentSegment).SubsequentSegment(11, 3, kSeg2).Log(), shortLast2},
-         {},
-         0},
-        {"last segments with no entry", {last1, sub1}, {}, 0},
-        {"last segment too early erases the SIB", {first3, last1}, {}, 0},
+         {}},
+        {"last segments with no entry", {last1, sub1}, {}},
+        {"last segment too early erases the SIB", {first3, last1}, {}},
         {"finished by a subsequent segment: deliberately kept open",
          {first2, sub1},
          {BCHRebuilt(11, kSeg1 + kSeg2)},
          1},
         {"then the next index ends it without output",
          {first2, sub1, SI::BCH(kLastSegment).LastSegment(11, 2, kSeg3).Log()},
-         {BCHRebuilt(11, kSeg1 + kSeg2)},
-         0},
+         {BCHRebuilt(11, kSeg1 + kSeg2)}},
         {"a new first segment replaces the open SIB",
          {first3, sub1, SI::BCH(kFirstSegment).FirstSegment(11, 2, kSeg3).Log(), shortLast1},
-         {BCHRebuilt(11, kSeg3 + kTail)},
-         0},
+         {BCHRebuilt(11, kSeg3 + kTail)}},
         {"channel and header byte keep SIBs apart",
          {firstFive(true, kSeg1, 0), firstFive(false, kSeg2, 0), firstFive(true, kSeg3, 1),
           lastFive(false, kTail, 0), lastFive(true, kHead, 1), lastFive(true, kTail, 0)},
          {RebuiltLog(255, 0, 5, kSeg2 + kTail), RebuiltLog(254, 1, 5, kSeg3 + kHead),
-          BCHRebuilt(5, kSeg1 + kTail)},
-         0},
+          BCHRebuilt(5, kSeg1 + kTail)}},
     };
     for (const sSequence& c : cases) {
         Replay(c);
@@ -208,25 +200,20 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
     const sSequence cases[] = {
         {"lastAndFirst joins both",
          {firstOne(2), lastAndFirst(1), finishSecond},
-         {BCHRebuilt(1, kSeg1 + kTail), BCHRebuilt(2, kHead + rest)},
-         0},
+         {BCHRebuilt(1, kSeg1 + kTail), BCHRebuilt(2, kHead + rest)}},
         {"lastAndFirst with no entry: the data is skipped by its length",
          {lastAndFirst(1), finishSecond},
-         {BCHRebuilt(2, kHead + rest)},
-         0},
+         {BCHRebuilt(2, kHead + rest)}},
         {"lastAndFirst with the wrong index erases the old SIB",
          {firstOne(2), lastAndFirst(2), finishSecond},
-         {BCHRebuilt(2, kHead + rest)},
-         0},
+         {BCHRebuilt(2, kHead + rest)}},
         {"lastAndFirst too early erases the old SIB",
          {firstOne(3), lastAndFirst(1), finishSecond},
-         {BCHRebuilt(2, kHead + rest)},
-         0},
+         {BCHRebuilt(2, kHead + rest)}},
         {"lastAndComplete",
          {SI::BCH(kFirstSegment).FirstSegment(3, 2, kSeg1).Log(),
           SI::BCH(kLastAndComplete).LastSegmentShort(3, 1, kTail).CompleteSIBList(list).Log()},
-         {BCHRebuilt(3, kSeg1 + kTail), listBuilt[0], listBuilt[1]},
-         0},
+         {BCHRebuilt(3, kSeg1 + kTail), listBuilt[0], listBuilt[1]}},
         {"completeAndFirst, then lastAndCompleteAndFirst ending with a first segment of count 1",
          {SI::BCH(kCompleteAndFirst).CompleteSIBList(list).FirstSegmentShort(3, 2, kHead).Log(),
           SI::BCH(kLastAndCompleteAndFirst)
@@ -235,11 +222,10 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
               .FirstSegmentShort(9, 1, one)
               .Log()},
          {listBuilt[0], listBuilt[1], BCHRebuilt(3, kHead + kTail), listBuilt[0], listBuilt[1],
-          BCHRebuilt(9, one)},
-         0},
+          BCHRebuilt(9, one)}},
         // Deliberately asymmetric: a cut combined message keeps the SIB, a cut last segment alone erases it.
         {"cut lastAndFirst", {firstOne(2), cutCombined}, {}, 1},
-        {"cut last segment", {firstOne(2), cutAlone}, {}, 0},
+        {"cut last segment", {firstOne(2), cutAlone}, {}},
     };
     for (const sSequence& c : cases) {
         Replay(c);

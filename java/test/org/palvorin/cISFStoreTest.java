@@ -147,7 +147,8 @@ public class cISFStoreTest {
             final int thread = t;
             writers.add(new Thread(() -> {
                 for (int i = 0; i < items; ++i) {
-                    byte[] packet = concat(logPacket(0x1234, 20, thread), le(i, 4));
+                    byte[] packet = logPacket(0x1234, 24, thread);
+                    System.arraycopy(le(i, 4), 0, packet, 20, 4);
                     int status = (i % 2) == 1
                         ? cISFStore.WriteItemWithTS(mStore, stampedItem(UNIX_EPOCH_FILETIME, 3, packet))
                         : cISFStore.WriteItem(mStore, item(3, packet));
