@@ -7,32 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include "jni/ISFFormat.h"
 #include "tests/SIMessageWriter.h"
 
 namespace {
 
 using namespace wcdma_test;
 using SI = cSIMessageWriter;
-
-// Hands `log` to the accumulator and returns the rebuilt logs, each checked to be a usable buffer that
-// carries `timestamp` and freed; the timestamp is zeroed in what is returned.
-std::vector<Bytes> Feed(cWCDMARRCAccumulator& accumulator, const Bytes& log, unsigned long long timestamp) {
-    sSharedBuffer item(log.data(), static_cast<unsigned int>(log.size()), 3);
-    std::vector<Bytes> built;
-    for (sSharedBuffer* buffer : accumulator.ProcessItem(&item, timestamp)) {
-        EXPECT_TRUE(IsUsableBuffer(buffer) && buffer->mProtocol == 3 && buffer->mRefCount == 0);
-        Bytes bytes(buffer->mData, buffer->mData + buffer->mSize);
-        delete buffer;
-        unsigned long long stamp = 0;
-        for (int i = 15; i >= 8 && bytes.size() >= 16; --i) {
-            stamp = stamp << 8 | bytes[i];
-            bytes[i] = 0;
-        }
-        EXPECT_EQ(stamp, timestamp) << "the time of the message that completed it";
-        built.push_back(bytes);
-    }
-    return built;
-}
 
 const BitString kSeg1 = PatternBits(222, 1);
 const BitString kSeg2 = PatternBits(222, 2);
@@ -47,17 +28,26 @@ Bytes BCHRebuilt(unsigned char sibType, const BitString& bits) {
 
 struct sSequence {
     const char* mName;
-    std::vector<Bytes> mLogs;   // fed in order, log i with timestamp 100 + i
-    std::vector<Bytes> mBuilt;  // every rebuilt log, in order
-    size_t mOpen = 0;           // SIBs still open at the end
+    std::vector<Bytes> mLogs;        // fed in order, log i with timestamp 100 + i
+    std::vector<Bytes> mBuilt = {};  // every rebuilt log, in order
+    size_t mOpen = 0;                // SIBs still open at the end
 };
 
+// Feeds the logs to one accumulator; every rebuilt log must be a usable buffer carrying the timestamp of
+// the log that completed it, and equal the expected one once that timestamp is zeroed.
 void Replay(const sSequence& s) {
     cWCDMARRCAccumulator accumulator;
     std::vector<Bytes> built;
     for (size_t i = 0; i < s.mLogs.size(); ++i) {
-        for (const Bytes& log : Feed(accumulator, s.mLogs[i], 100 + i)) {
-            built.push_back(log);
+        sSharedBuffer item(s.mLogs[i].data(), static_cast<unsigned int>(s.mLogs[i].size()), 3);
+        for (sSharedBuffer* buffer : accumulator.ProcessItem(&item, 100 + i)) {
+            EXPECT_TRUE(IsUsableBuffer(buffer) && buffer->mProtocol == 3 && buffer->mRefCount == 0)
+                << s.mName;
+            Bytes bytes(buffer->mData, buffer->mData + buffer->mSize);
+            delete buffer;
+            EXPECT_EQ(GetLE(&bytes.at(8), 8), 100 + i) << s.mName;
+            std::fill(&bytes[8], &bytes[16], 0);
+            built.push_back(bytes);
         }
     }
     EXPECT_EQ(built, s.mBuilt) << s.mName;
@@ -239,26 +229,24 @@ TEST(WCDMARRCAccumulator, InputsThatYieldNothing) {
         log[offset] = value;
         return log;
     };
-    const struct {
-        const char* mName;
-        Bytes mLog;
-    } cases[] = {
-        {"log of 20 bytes", WrapLog(4, 0, {})},
-        {"length beyond the log", with(18, static_cast<unsigned char>(whole[18] + 1))},
-        {"other log code", with(7, 0x40)},
-        {"channel type 3", with(16, 3)},
-        {"channel type 6", with(16, 6)},
-        {"rebuilt log handed back", BCHRebuilt(1, kWhole)},
-        {"FACH message type 1", SI::FACH(kCompleteSIB, 1).CompleteSIB(1, kWhole).Log()},
-        {"no segment", SI::BCH(kNoSegment).CompleteSIB(1, kWhole).Log()},
-        {"spare choice 11", SI::BCH(11).CompleteSIB(1, kWhole).Log()},
-        {"spare choice 15", SI::BCH(15).CompleteSIB(1, kWhole).Log()},
-        {"complete SIB short of 226 bits", SI::FACH(kCompleteSIB).CompleteSIB(1, PatternBits(218, 9)).Log()},
+    const sSequence cases[] = {
+        {"log of 20 bytes", {WrapLog(4, 0, {})}},
+        {"length beyond the log", {with(18, static_cast<unsigned char>(whole[18] + 1))}},
+        {"other log code", {with(7, 0x40)}},
+        {"channel type 3", {with(16, 3)}},
+        {"channel type 6", {with(16, 6)}},
+        {"rebuilt log handed back", {BCHRebuilt(1, kWhole)}},
+        {"FACH message type 1", {SI::FACH(kCompleteSIB, 1).CompleteSIB(1, kWhole).Log()}},
+        {"no segment", {SI::BCH(kNoSegment).CompleteSIB(1, kWhole).Log()}},
+        {"spare choice 11", {SI::BCH(11).CompleteSIB(1, kWhole).Log()}},
+        {"spare choice 15", {SI::BCH(15).CompleteSIB(1, kWhole).Log()}},
+        {"complete SIB short of 226 bits",
+         {SI::FACH(kCompleteSIB).CompleteSIB(1, PatternBits(218, 9)).Log()}},
         {"first segment of count 1 short of 222 bits",
-         SI::BCH(kFirstSegment).FirstSegment(1, 1, PatternBits(210, 1)).Log()},
+         {SI::BCH(kFirstSegment).FirstSegment(1, 1, PatternBits(210, 1)).Log()}},
     };
-    for (const auto& c : cases) {
-        Replay({c.mName, {c.mLog}, {}, 0});
+    for (const sSequence& c : cases) {
+        Replay(c);
     }
     cWCDMARRCAccumulator accumulator;
     EXPECT_TRUE(accumulator.ProcessItem(nullptr, 0).empty());
