@@ -34,7 +34,10 @@ public:
         std::string name = std::string(base != nullptr ? base : "/tmp") + "/palvorin-isf-XXXXXX";
         mPath = mkdtemp(name.data()) != nullptr ? name : "";
     }
-    ~cTempDir() { std::filesystem::remove_all(mPath); }
+    ~cTempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
     std::string File(const std::string& name) const { return mPath + "/" + name; }
 
 private:

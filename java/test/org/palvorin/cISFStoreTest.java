@@ -9,7 +9,6 @@ import static org.junit.Assert.assertTrue;
 import static org.palvorin.Support.*;
 
 import java.io.File;
-import java.util.ArrayList;
 import java.util.List;
 import org.junit.After;
 import org.junit.Before;
@@ -141,11 +140,11 @@ public class cISFStoreTest {
         final int items = 3000; // 12001 items in all: the file needs a second index block
         String path = newPath("threads.isf");
         assertEquals(0, cISFStore.OpenNewFileStore(mStore, path));
-        List<Thread> writers = new ArrayList<>();
+        Thread[] writers = new Thread[threads];
         int[] failures = new int[threads];
         for (int t = 0; t < threads; ++t) {
             final int thread = t;
-            writers.add(new Thread(() -> {
+            writers[t] = new Thread(() -> {
                 for (int i = 0; i < items; ++i) {
                     byte[] packet = logPacket(0x1234, 24, thread);
                     System.arraycopy(le(i, 4), 0, packet, 20, 4);
@@ -154,10 +153,8 @@ public class cISFStoreTest {
                         : cISFStore.WriteItem(mStore, item(3, packet));
                     failures[thread] += status != 0 ? 1 : 0;
                 }
-            }));
-        }
-        for (Thread writer : writers) {
-            writer.start();
+            });
+            writers[t].start();
         }
         for (Thread writer : writers) {
             writer.join();
