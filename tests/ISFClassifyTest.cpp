@@ -11,12 +11,10 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 TEST(ISFClassify, AcceptedProtocolTypesAreFourRanges) {
-    const unsigned int accepted[] = {0, 3, 4, 10, 30, 38, 60, 141, 508, 514};
-    const unsigned int refused[] = {11, 29, 39, 59, 142, 507, 515, 0xFFFFFFFF};
-    for (unsigned int protocol : accepted) {
+    for (unsigned int protocol : {0u, 3u, 4u, 10u, 30u, 38u, 60u, 141u, 508u, 514u}) {
         EXPECT_TRUE(IsAcceptedProtocol(protocol)) << protocol;
     }
-    for (unsigned int protocol : refused) {
+    for (unsigned int protocol : {11u, 29u, 39u, 59u, 142u, 507u, 515u, 0xFFFFFFFFu}) {
         EXPECT_FALSE(IsAcceptedProtocol(protocol)) << protocol;
     }
 }
@@ -29,60 +27,54 @@ TEST(ISFClassify, OverTheAirLogCodesAreTheListedRangesOnly) {
         {0x1090, AUX_HINT_A}, {0x10D8, AUX_HINT_A}, {0x1389, AUX_HINT_A}, {0x138B, AUX_HINT_A},
         {0x138D, AUX_HINT_A}, {0x141C, AUX_NONE},   {0x149F, AUX_NONE},   {0x412F, AUX_HINT_B},
         {0x512F, AUX_NONE},   {0x5230, AUX_NONE},   {0x7B3A, AUX_NONE},   {0xA103, AUX_NONE}};
-    const unsigned int outside[] = {0x1003, 0x1009, 0x104A, 0x1054, 0x107A, 0x1087, 0x10D9, 0x1387,
-                                    0x138A, 0x138E, 0x4130, 0x5227, 0xA001, 0xA104, 0x0000, 0xFFFF};
     for (const auto& code : inside) {
         eAuxSource aux = AUX_NONE;
         EXPECT_TRUE(IsOTALogCode(code.first, aux)) << std::hex << code.first;
         EXPECT_EQ(aux, code.second) << std::hex << code.first;
     }
-    for (unsigned int code : outside) {
+    for (unsigned int code : {0x1003, 0x1009, 0x104A, 0x1054, 0x107A, 0x1087, 0x10D9, 0x1387, 0x138A, 0x138E,
+                              0x4130, 0x5227, 0xA001, 0xA104, 0x0000, 0xFFFF}) {
         eAuxSource aux = AUX_NONE;
         EXPECT_FALSE(IsOTALogCode(code, aux)) << std::hex << code;
     }
 }
 
+// An event request (96 or 116) of `size` bytes for event `id` (low 12 bits) carrying `hint` at byte 13.
+Bytes EventRequest(unsigned char command, uint16_t id, unsigned char hint, size_t size = 14) {
+    Bytes packet(size, 0);
+    packet[0] = command;
+    packet[3] = static_cast<unsigned char>(id);
+    packet[4] = static_cast<unsigned char>(id >> 8);
+    packet[size - 1] = size == 14 ? hint : 0;
+    return packet;
+}
+
 TEST(ISFClassify, HintsComeFromThreeKindsOfRequest) {
-    Bytes event(14, 0);
-    event[0] = 96;
-    event[3] = 0x03;
-    event[4] = 0xF1;  // 0xF103 & 0x0FFF = 0x103
-    event[13] = 12;
-    Bytes otherEvent = event;
-    otherEvent[3] = 0x04;
-    Bytes tooLarge = event;
-    tooLarge[13] = 13;
+    const uint32_t kNone = 0xFFFFFFFF;
     Bytes request99(28, 0);
     request99[0] = 99;
-    request99[27] = 0;
     struct {
         const char* mName;
         Bytes mPacket;
         uint32_t mHintA;
         uint32_t mHintB;
     } const cases[] = {
-        {"event request", event, 12, 0xFFFFFFFF},
-        {"event request 116",
-         [&] {
-             Bytes b = event;
-             b[0] = 116;
-             return b;
-         }(),
-         12, 0xFFFFFFFF},
-        {"event request of 13 bytes", Bytes(event.begin(), event.end() - 1), 0xFFFFFFFF, 0xFFFFFFFF},
-        {"another event id", otherEvent, 0xFFFFFFFF, 0xFFFFFFFF},
-        {"hint above 12", tooLarge, 0xFFFFFFFF, 0xFFFFFFFF},
-        {"request 99", request99, 0, 0xFFFFFFFF},
-        {"request 99 of 27 bytes", Bytes(request99.begin(), request99.end() - 1), 0xFFFFFFFF, 0xFFFFFFFF},
-        {"dispatch 75", {75, 9, 0, 0, 0x10, 0x20, 0x30}, 0xFFFFFFFF, 0x302010},
-        {"dispatch 128", {128, 9, 0, 0, 0xFF, 0xFF, 0xFF, 0xEE}, 0xFFFFFFFF, 0xFFFFFF},
-        {"dispatch of 6 bytes", {75, 9, 0, 0, 1, 2}, 0xFFFFFFFF, 0xFFFFFFFF},
-        {"dispatch command 1", {75, 9, 1, 0, 1, 2, 3}, 0xFFFFFFFF, 0xFFFFFFFF},
-        {"other command", {98, 9, 0, 0, 1, 2, 3}, 0xFFFFFFFF, 0xFFFFFFFF},
+        {"event request", EventRequest(96, 0xF103, 12), 12, kNone},
+        {"event request 116", EventRequest(116, 0x0103, 12), 12, kNone},
+        {"event request of 13 bytes", EventRequest(96, 0x0103, 12, 13), kNone, kNone},
+        {"another event id", EventRequest(96, 0x0104, 12), kNone, kNone},
+        {"hint above 12", EventRequest(96, 0x0103, 13), kNone, kNone},
+        {"request 99", request99, 0, kNone},
+        {"request 99 of 27 bytes", Bytes(request99.begin(), request99.end() - 1), kNone, kNone},
+        {"dispatch 75", {75, 9, 0, 0, 0x10, 0x20, 0x30}, kNone, 0x302010},
+        {"dispatch 128", {128, 9, 0, 0, 0xFF, 0xFF, 0xFF, 0xEE}, kNone, 0xFFFFFF},
+        {"dispatch of 6 bytes", {75, 9, 0, 0, 1, 2}, kNone, kNone},
+        {"dispatch command 1", {75, 9, 1, 0, 1, 2, 3}, kNone, kNone},
+        {"other command", {98, 9, 0, 0, 1, 2, 3}, kNone, kNone},
     };
     for (const auto& c : cases) {
-        uint32_t hintA = 0xFFFFFFFF;
-        uint32_t hintB = 0xFFFFFFFF;
+        uint32_t hintA = kNone;
+        uint32_t hintB = kNone;
         UpdateHints(c.mPacket.data(), static_cast<unsigned int>(c.mPacket.size()), hintA, hintB);
         EXPECT_EQ(hintA, c.mHintA) << c.mName;
         EXPECT_EQ(hintB, c.mHintB) << c.mName;

@@ -1,4 +1,5 @@
-// The record-header encoder of an index entry, and the conversion to the diagnostic time format.
+// The record-header encoder of an index entry, and the conversion to the diagnostic time format; expected
+// bytes worked out by hand.
 #include "jni/ISFIndex.h"
 
 #include <gtest/gtest.h>
@@ -12,10 +13,6 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 const uint64_t kBaseMs = 13222310400000ULL;  // 2020-01-01 00:00:00 UTC in ms since 1601
-
-FILETIME AtDelta(int64_t deltaMs) {
-    return static_cast<FILETIME>(static_cast<int64_t>(kBaseMs) + deltaMs) * 10000;
-}
 
 TEST(cIndex, SetAuxiliaryIndexWritesTheHeaderAndSetsTheFlags) {
     struct {
@@ -43,19 +40,11 @@ TEST(cIndex, SetAuxiliaryIndexWritesTheHeaderAndSetsTheFlags) {
         cIndex entry;
         entry.mEntry[0] = c.mFlagsBefore;
         unsigned char out[12] = {};
-        const unsigned int size = entry.SetAuxiliaryIndex(out, kBaseMs, AtDelta(c.mDeltaMs), c.mAux);
+        const unsigned int size =
+            entry.SetAuxiliaryIndex(out, kBaseMs, (kBaseMs + c.mDeltaMs) * 10000, c.mAux);
         EXPECT_EQ(Bytes(out, out + size), c.mHeader) << "delta " << c.mDeltaMs;
         EXPECT_EQ(entry.mEntry[0], c.mFlagsAfter) << "delta " << c.mDeltaMs;
     }
-}
-
-TEST(cIndex, EntryFieldsAreLittleEndianAfterTheFlags) {
-    cIndex entry;
-    EXPECT_EQ(Bytes(entry.mEntry, entry.mEntry + 7), Bytes(7, 0));
-    entry.SetItemType(0x28);  // only bits 0-4 are kept
-    entry.SetRecordOffset(0x11223344);
-    entry.SetLength(16640);
-    EXPECT_EQ(Bytes(entry.mEntry, entry.mEntry + 7), (Bytes{0x08, 0x44, 0x33, 0x22, 0x11, 0x00, 0x41}));
 }
 
 TEST(FiletimeToCDMA, CountsPeriodsAndFractionsSince1980January6) {
@@ -64,7 +53,6 @@ TEST(FiletimeToCDMA, CountsPeriodsAndFractionsSince1980January6) {
         FILETIME mTime;
         unsigned long long mCDMA;
     } const cases[] = {
-        {0, 0},
         {epoch - 1, 0},
         {epoch, 0},
         {epoch + 1, 3},                                   // 12288 / 3125

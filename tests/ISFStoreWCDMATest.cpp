@@ -1,5 +1,5 @@
 // Over-the-air items that complete WCDMA system-information blocks, written through the store and read
-// back through the ISF reader: the rebuilt blocks follow the item that completed them.
+// back through the ISF reader.
 #include "tests/ISFTestSupport.h"
 #include "tests/SIMessageWriter.h"
 
@@ -15,38 +15,31 @@ using SI = cSIMessageWriter;
 const FILETIME kTime = AtMs(7);
 const unsigned long long kCDMATime = ((1009497600000ULL + 5) << 16) + 29491;
 
-Bytes RebuiltLog(unsigned char sibType, const BitString& bits) {
-    const Bytes payload = RebuiltPayload(254, 0, sibType, bits);
-    const size_t length = payload.size() + 12;
-    Bytes log = {0x10,
-                 0x00,
-                 static_cast<unsigned char>(length),
-                 static_cast<unsigned char>(length >> 8),
-                 static_cast<unsigned char>(length),
-                 static_cast<unsigned char>(length >> 8),
-                 0x2F,
-                 0x41};
-    for (int i = 0; i < 8; ++i) {
-        log.push_back(static_cast<unsigned char>(kCDMATime >> (8 * i)));
-    }
-    log.insert(log.end(), payload.begin(), payload.end());
+Bytes Rebuilt(unsigned char sibType, const BitString& bits) {
+    Bytes log = RebuiltLog(254, 0, sibType, bits);
+    PutLE(&log[8], kCDMATime, 8);
     return log;
 }
 
-// The items of a closed, consistent file from the first one whose payload is `start` on (what the store
-// writes at open comes before it).
-std::vector<sISFItem> ItemsFrom(const std::string& path, const Bytes& start) {
+// The payloads and times of a closed, consistent file from its item `from` on.
+std::vector<Bytes> PayloadsFrom(const std::string& path, size_t from, uint64_t rebuiltMs) {
     const sISFFile file = ReadISFFile(path);
-    EXPECT_TRUE(file.Consistent()) << Problems(file);
-    EXPECT_TRUE(file.mClosed);
-    auto from = file.mItems.begin();
-    while (from != file.mItems.end() && from->mPayload != start) {
-        ++from;
+    EXPECT_TRUE(file.Consistent() && file.mClosed) << Problems(file);
+    std::vector<Bytes> payloads;
+    for (size_t i = from; i < file.mItems.size(); ++i) {
+        payloads.push_back(file.mItems[i].mPayload);
+        EXPECT_EQ(file.mItems[i].mType, 8u) << "item " << i << ": over-the-air log";
+        if (GetLE(&file.mItems[i].mPayload[8], 8) == kCDMATime) {
+            EXPECT_EQ(file.mItems[i].mTimeMs, rebuiltMs)
+                << "item " << i << ": the time of the completing item";
+        }
     }
-    return std::vector<sISFItem>(from, file.mItems.end());
+    return payloads;
 }
 
-TEST(ISFStoreWCDMA, CompletedBlocksFollowTheItemThatCompletedThem) {
+// Rebuilt blocks follow the item that completed them, with its time; a block whose segments are split
+// across two files of one store object is completed in the second.
+TEST(ISFStoreWCDMA, RebuiltBlocksFollowTheCompletingItemAlsoAcrossTwoFilesOfOneStore) {
     const BitString seg = PatternBits(222, 1);
     const BitString tail = PatternBits(50, 2);
     const BitString one = PatternBits(30, 3);
@@ -55,50 +48,23 @@ TEST(ISFStoreWCDMA, CompletedBlocksFollowTheItemThatCompletedThem) {
     const Bytes lastAndComplete =
         SI::BCH(kLastAndComplete).LastSegmentShort(5, 1, tail).CompleteSIBList({{1, one}, {2, two}}).Log();
     const Bytes unrelated = LogPacket(0x1007, 6);  // over-the-air, but not WCDMA
-
-    cTempDir dir;
-    const std::string path = dir.File("wcdma.isf");
-    {
-        cISFStore store;
-        ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-        EXPECT_EQ(Write(store, 3, first, AtMs(1)), 0u);
-        EXPECT_EQ(Write(store, 3, unrelated, AtMs(2)), 0u);
-        EXPECT_EQ(Write(store, 3, lastAndComplete, kTime), 0u);
-        store.CloseFileStore();
-    }
-    const std::vector<sISFItem> items = ItemsFrom(path, first);
-    const std::vector<Bytes> expected = {
-        first, unrelated, lastAndComplete, RebuiltLog(5, seg + tail), RebuiltLog(1, one), RebuiltLog(2, two)};
-    ASSERT_EQ(items.size(), expected.size());
-    for (size_t i = 0; i < items.size(); ++i) {
-        EXPECT_EQ(items[i].mPayload, expected[i]) << "item " << i;
-        EXPECT_EQ(items[i].mType, 8u) << "item " << i << ": over-the-air log";
-    }
-    for (size_t i = 3; i < items.size(); ++i) {
-        EXPECT_EQ(items[i].mTimeMs, kT0Ms + 7) << "the time of the item that completed it";
-    }
-}
-
-TEST(ISFStoreWCDMA, SegmentsSplitAcrossTwoFilesOfOneStoreAreJoined) {
-    const BitString seg = PatternBits(222, 5);
-    const BitString tail = PatternBits(100, 6);
-    const Bytes first = SI::BCH(kFirstSegment).FirstSegment(12, 2, seg).Log();
-    const Bytes last = SI::BCH(kLastSegmentShort).LastSegmentShort(12, 1, tail).Log();
-
+    const Bytes firstOfNext = SI::BCH(kFirstSegment).FirstSegment(12, 2, seg).Log();
+    const Bytes lastOfNext = SI::BCH(kLastSegmentShort).LastSegmentShort(12, 1, one).Log();
     cTempDir dir;
     cISFStore store;
     ASSERT_EQ(store.OpenNewFileStore(dir.File("one.isf").c_str()), 0u);
     EXPECT_EQ(Write(store, 3, first, AtMs(1)), 0u);
+    EXPECT_EQ(Write(store, 3, unrelated, AtMs(2)), 0u);
+    EXPECT_EQ(Write(store, 3, lastAndComplete, kTime), 0u);
+    EXPECT_EQ(Write(store, 3, firstOfNext, AtMs(8)), 0u);
     ASSERT_EQ(store.OpenNewFileStore(dir.File("two.isf").c_str()), 0u);  // closes the first file
-    EXPECT_EQ(Write(store, 3, last, kTime), 0u);
+    EXPECT_EQ(Write(store, 3, lastOfNext, kTime), 0u);
     store.CloseFileStore();
-
-    EXPECT_EQ(ItemsFrom(dir.File("one.isf"), first).size(), 1u) << "the first segment alone";
-    const std::vector<sISFItem> items = ItemsFrom(dir.File("two.isf"), last);
-    ASSERT_EQ(items.size(), 2u);
-    EXPECT_EQ(items[0].mPayload, last);
-    EXPECT_EQ(items[1].mPayload, RebuiltLog(12, seg + tail));
-    EXPECT_EQ(items[1].mTimeMs, kT0Ms + 7);
+    EXPECT_EQ(PayloadsFrom(dir.File("one.isf"), 1, kT0Ms + 7),
+              (std::vector<Bytes>{first, unrelated, lastAndComplete, Rebuilt(5, seg + tail), Rebuilt(1, one),
+                                  Rebuilt(2, two), firstOfNext}));
+    EXPECT_EQ(PayloadsFrom(dir.File("two.isf"), 1, kT0Ms + 7),
+              (std::vector<Bytes>{lastOfNext, Rebuilt(12, seg + one)}));
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
-// Helpers of the item store tests: a temporary directory, packets built from readable fields, and a stream
-// that counts every call and fails on the Nth call of a chosen operation.
+// Helpers of the item store tests: a temporary directory, log packets, and a stream that counts its calls and
+// fails the Nth call of a chosen operation.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -31,16 +31,12 @@ class cTempDir {
 public:
     cTempDir() {
         const char* base = getenv("TMPDIR");
-        std::string pattern = std::string(base != nullptr ? base : "/tmp") + "/palvorin-isf-XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        mPath = mkdtemp(name.data()) != nullptr ? name.data() : "";
+        std::string name = std::string(base != nullptr ? base : "/tmp") + "/palvorin-isf-XXXXXX";
+        mPath = mkdtemp(name.data()) != nullptr ? name : "";
     }
     ~cTempDir() {
-        if (!mPath.empty()) {
-            const std::string command = "rm -rf '" + mPath + "'";
-            (void)!system(command.c_str());
-        }
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
     }
     std::string File(const std::string& name) const { return mPath + "/" + name; }
 
@@ -48,18 +44,13 @@ private:
     std::string mPath;
 };
 
-// A log packet: 10 00, both lengths, the log code, an 8-byte device timestamp of 0, then `payloadSize`
-// bytes counting up from 1.
+// A log packet: 10 00, both lengths, the log code, a device timestamp of 0, then bytes 1, 2, 3 ...
 inline Bytes LogPacket(uint16_t logCode, size_t payloadSize) {
-    const size_t length = payloadSize + 12;
-    Bytes packet = {0x10,
-                    0x00,
-                    static_cast<unsigned char>(length),
-                    static_cast<unsigned char>(length >> 8),
-                    static_cast<unsigned char>(length),
-                    static_cast<unsigned char>(length >> 8),
-                    static_cast<unsigned char>(logCode),
-                    static_cast<unsigned char>(logCode >> 8)};
+    const auto length = static_cast<uint16_t>(payloadSize + 12);
+    Bytes packet = {0x10, 0, 0, 0, 0, 0, 0, 0};
+    PutLE(packet.data() + 2, length, 2);
+    PutLE(packet.data() + 4, length, 2);
+    PutLE(packet.data() + 6, logCode, 2);
     packet.resize(16, 0);
     for (size_t i = 0; i < payloadSize; ++i) {
         packet.push_back(static_cast<unsigned char>(i + 1));
@@ -71,21 +62,26 @@ inline unsigned int Write(cISFStore& store, unsigned int protocol, const Bytes& 
     return store.WriteItem(protocol, static_cast<unsigned int>(packet.size()), packet.data(), time);
 }
 
-enum eStreamOp { OP_OPEN, OP_WRITE, OP_FLUSH, OP_SEEK, OP_SEEK_END, OP_TELL, OP_CLOSE, OP_COUNT };
+inline std::string Problems(const sISFFile& file) {
+    std::string text;
+    for (const std::string& problem : file.mProblems) {
+        text += problem + "\n";
+    }
+    return text;
+}
 
-// Shared by every stream of one factory: call counters, the lengths of the writes, and the fault to inject.
+enum eStreamOp { OP_OPEN, OP_WRITE, OP_FLUSH, OP_SEEK, OP_SEEK_END, OP_TELL, OP_CLOSE };
+
+// Shared by every stream of one factory: the call to fail, and the calls of that operation so far.
 struct sStreamScript {
-    unsigned int mCalls[OP_COUNT] = {};
-    std::vector<size_t> mWriteLengths;
     int mFailOp = -1;          // operation that fails, -1 for none
-    unsigned int mFailAt = 0;  // on its Nth call (counted from 1, across all streams of the factory)
-
-    void Reset() { *this = sStreamScript(); }
+    unsigned int mFailAt = 0;  // on its Nth call (from 1, across all streams of the factory)
+    unsigned int mCalls = 0;
 };
 
-// Forwards every operation to a real file stream, counting calls; the scripted call fails instead. A failed
-// write at the end of the file keeps half of its bytes, as a disk that fills up mid-write does; a failed
-// write inside the file changes nothing.
+// Forwards every operation to a real file stream; the scripted call fails instead. A failed write at the
+// end of the file keeps half of its bytes, as a disk that fills up mid-write does; inside the file it
+// changes nothing.
 class cTestStream : public cISFStream {
 public:
     explicit cTestStream(sStreamScript& script) : mScript(script) {}
@@ -93,7 +89,6 @@ public:
     bool Open(const char* path) override { return !Fails(OP_OPEN) && mInner.Open(path); }
     bool IsOpen() const override { return mInner.IsOpen(); }
     void Write(const unsigned char* data, size_t length) override {
-        mScript.mWriteLengths.push_back(length);
         const bool append = mPosition >= mEnd;
         if (Fails(OP_WRITE)) {
             length = append ? length / 2 : 0;
@@ -108,10 +103,7 @@ public:
         Forward(OP_FLUSH, STATE_BAD, [this] { mInner.Flush(); });
     }
     void Seek(uint64_t position) override {
-        Forward(OP_SEEK, STATE_FAIL, [&] {
-            mInner.Seek(position);
-            mPosition = position;
-        });
+        Forward(OP_SEEK, STATE_FAIL, [&] { mInner.Seek(mPosition = position); });
     }
     void SeekEnd() override {
         Forward(OP_SEEK_END, STATE_FAIL, [this] {
@@ -128,10 +120,7 @@ public:
     }
 
 private:
-    bool Fails(eStreamOp op) {
-        ++mScript.mCalls[op];
-        return mScript.mFailOp == op && mScript.mCalls[op] == mScript.mFailAt;
-    }
+    bool Fails(eStreamOp op) { return mScript.mFailOp == op && ++mScript.mCalls == mScript.mFailAt; }
     template <typename F>
     void Forward(eStreamOp op, unsigned int failure, F forward) {
         if (Fails(op)) {
@@ -156,22 +145,5 @@ public:
     cISFStream* NewStream() override { return new cTestStream(mScript); }
     sStreamScript mScript;
 };
-
-// The payloads of a file's items, in index order.
-inline std::vector<Bytes> Payloads(const sISFFile& file) {
-    std::vector<Bytes> payloads;
-    for (const sISFItem& item : file.mItems) {
-        payloads.push_back(item.mPayload);
-    }
-    return payloads;
-}
-
-inline std::string Problems(const sISFFile& file) {
-    std::string text;
-    for (const std::string& problem : file.mProblems) {
-        text += problem + "\n";
-    }
-    return text;
-}
 
 }  // namespace isftest

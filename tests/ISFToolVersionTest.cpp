@@ -1,50 +1,16 @@
 // The tool-version record that opens every file.
-#include <sys/time.h>
+#include <time.h>
 
 #include <cstring>
 
 #include "tests/ISFTestSupport.h"
-#include "tests/LogCapture.h"
 
 namespace {
 
 using namespace isftest;
 
-Bytes Text(const char* text, size_t field) {
-    Bytes bytes(text, text + strlen(text));
-    bytes.resize(field, 0);
-    return bytes;
-}
-
-TEST(ISFToolVersion, RecordLayout) {
-    timeval before;
-    gettimeofday(&before, nullptr);
-    cLogCapture log;
-    sSharedBuffer* record = cISFStore::GenerateToolVersion(0x1122334455667788ULL);
-    EXPECT_EQ(log.Texts(), (std::vector<std::string>{"VERSION 3.00.011", "MAJOR 3, MINOR 0, BUILD 011"}));
-    ASSERT_NE(record, nullptr);
-    ASSERT_EQ(record->mSize, 165u);
-    EXPECT_EQ(record->mProtocol, 3u);
-    EXPECT_EQ(record->mRefCount, 0u);
-    const Bytes bytes(record->mData, record->mData + record->mSize);
-    delete record;
-    const auto field = [&](size_t at, size_t size) {
-        return Bytes(bytes.begin() + at, bytes.begin() + at + size);
-    };
-    EXPECT_EQ(field(0, 16), (Bytes{0x10, 0x00, 0xA1, 0x00, 0xA1, 0x00, 0xFD, 0x1F, 0x88, 0x77, 0x66, 0x55,
-                                   0x44, 0x33, 0x22, 0x11}));
-    EXPECT_EQ(field(16, 4), (Bytes{3, 0, 0, 0})) << "major 3, minor 0";
-    EXPECT_EQ(field(20, 7), Text("011", 7));
-    EXPECT_EQ(field(27, 40), Text("ZOV-Tarnik", 40));
-    EXPECT_EQ(field(67, 18), Text("Jan 29 2018", 18));
-    const uint64_t seconds = GetLE(bytes.data() + 85, 4);
-    EXPECT_GE(seconds, static_cast<uint64_t>(before.tv_sec) & 0xFFFFFFFF);
-    EXPECT_LE(seconds, (static_cast<uint64_t>(before.tv_sec) + 5) & 0xFFFFFFFF);
-    EXPECT_LT(GetLE(bytes.data() + 93, 2), 1000u) << "milliseconds of the second";
-    EXPECT_EQ(field(95, 70), Bytes(70, 0));
-}
-
 TEST(ISFToolVersion, IsItemZeroOfEveryFileStampedWithItsOwnTime) {
+    const uint64_t before = static_cast<uint64_t>(time(nullptr));
     cTempDir dir;
     const std::string path = dir.File("version.isf");
     {
@@ -52,21 +18,32 @@ TEST(ISFToolVersion, IsItemZeroOfEveryFileStampedWithItsOwnTime) {
         ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
     }
     const sISFFile file = ReadISFFile(path);
-    EXPECT_TRUE(file.Consistent()) << Problems(file);
-    EXPECT_TRUE(file.mClosed) << "the destructor closes the file";
+    EXPECT_TRUE(file.Consistent() && file.mClosed) << "the destructor closes the file\n" << Problems(file);
     ASSERT_EQ(file.mItems.size(), 1u);
     const sISFItem& item = file.mItems[0];
     EXPECT_EQ(item.mType, 5u);
-    EXPECT_EQ(item.mWidthCode, 0u);
     EXPECT_EQ(item.mTimeField, 0u);
     EXPECT_FALSE(item.mHasAux);
-    ASSERT_EQ(item.mPayload.size(), 165u);
-    // The diagnostic timestamp counts 1.25 ms periods since 1980-01-06 (11644473600000 + 315964800000 ms
-    // after 1601): it names the same millisecond as the item's time, to within one period.
-    const uint64_t periods = GetLE(item.mPayload.data() + 8, 8) >> 16;
-    const uint64_t recordMs = 11644473600000ULL + 315964800000ULL + periods * 5 / 4;
+    Bytes bytes = item.mPayload;
+    ASSERT_EQ(bytes.size(), 165u);
+    // Bytes 8-15: the diagnostic timestamp, 1.25 ms periods since 1980-01-06 (11644473600000 + 315964800000
+    // ms after 1601); it names the item's millisecond to within one period.
+    const uint64_t recordMs = 11644473600000ULL + 315964800000ULL + (GetLE(&bytes[8], 8) >> 16) * 5 / 4;
     EXPECT_LE(recordMs, item.mTimeMs);
     EXPECT_LE(item.mTimeMs, recordMs + 2);
+    // Bytes 85-94: the seconds of the clock (8 bytes, 32 bits of them used) and the milliseconds.
+    const uint64_t seconds = GetLE(&bytes[85], 4);
+    EXPECT_TRUE(seconds >= (before & 0xFFFFFFFF) && seconds <= ((before + 5) & 0xFFFFFFFF)) << seconds;
+    EXPECT_LT(GetLE(&bytes[93], 2), 1000u) << "milliseconds of the second";
+    std::fill(&bytes[8], &bytes[16], 0);
+    std::fill(&bytes[85], &bytes[95], 0);
+    // Log header of length 161 and code 0x1FFD, version 3.0, build, tool name, date, zeros.
+    Bytes expected = {0x10, 0x00, 0xA1, 0x00, 0xA1, 0x00, 0xFD, 0x1F, 0,   0,   0,  0,
+                      0,    0,    0,    0,    3,    0,    0,    0,    '0', '1', '1'};
+    expected.resize(165, 0);
+    memcpy(&expected[27], "ZOV-Tarnik", 10);
+    memcpy(&expected[67], "Jan 29 2018", 11);
+    EXPECT_EQ(bytes, expected);
 }
 
 }  // namespace

@@ -44,52 +44,40 @@ inline BitString PatternBits(unsigned int count, unsigned int seed) {
     return bits;
 }
 
-// Packs bits most significant first, zero padded to a whole byte: written out by hand, without the writer.
-inline Bytes PackBits(const BitString& bits) {
-    Bytes bytes((bits.size() + 7) / 8, 0);
-    for (size_t i = 0; i < bits.size(); ++i) {
-        if (bits[i] == '1') {
-            bytes[i / 8] |= static_cast<unsigned char>(0x80 >> (i % 8));
-        }
-    }
-    return bytes;
+// A 0x412F log (timestamp 0) carrying channel type, header byte, u16 length of `body`, then `body`.
+inline Bytes WrapLog(unsigned char channelType, unsigned char headerByte, const Bytes& body) {
+    const auto low = static_cast<unsigned char>(16 + body.size());
+    const auto high = static_cast<unsigned char>((16 + body.size()) >> 8);
+    const auto size = static_cast<uint16_t>(body.size());
+    Bytes log = {0x10, 0x00, low, high, low, high, 0x2F, 0x41,        0,
+                 0,    0,    0,   0,    0,   0,    0,    channelType, headerByte};
+    log.push_back(static_cast<unsigned char>(size));
+    log.push_back(static_cast<unsigned char>(size >> 8));
+    log.insert(log.end(), body.begin(), body.end());
+    return log;
 }
 
-// A 0x412F log around an RRC message: 16-byte log header (timestamp 0), channel type, header byte, u16
-// message length, message.
-inline Bytes WrapLog(unsigned char channelType, unsigned char headerByte, const Bytes& message) {
-    const size_t payload = 4 + message.size();
-    const size_t length = payload + 12;
-    Bytes log = {0x10,
-                 0x00,
-                 static_cast<unsigned char>(length),
-                 static_cast<unsigned char>(length >> 8),
-                 static_cast<unsigned char>(length),
-                 static_cast<unsigned char>(length >> 8),
-                 0x2F,
-                 0x41};
-    log.resize(16, 0);
-    log.push_back(channelType);
-    log.push_back(headerByte);
-    log.push_back(static_cast<unsigned char>(message.size()));
-    log.push_back(static_cast<unsigned char>(message.size() >> 8));
-    log.insert(log.end(), message.begin(), message.end());
-    return log;
+// The log a SIB made of `bits` must be rebuilt into: its SIB type, then the bits packed most significant
+// first and zero padded, written out by hand without the bit writer.
+inline Bytes RebuiltLog(unsigned char channelType, unsigned char headerByte, unsigned char sibType,
+                        const BitString& bits) {
+    Bytes body((bits.size() + 7) / 8 + 1, 0);
+    body[0] = sibType;
+    for (size_t i = 0; i < bits.size(); ++i) {
+        body[1 + i / 8] |= static_cast<unsigned char>(bits[i] == '1' ? 0x80 >> (i % 8) : 0);
+    }
+    return WrapLog(channelType, headerByte, body);
 }
 
 class cSIMessageWriter {
 public:
     // SystemInformation-BCH: 11-bit SFN-prime, then the payload choice.
     static cSIMessageWriter BCH(unsigned int payload, unsigned int sfnPrime = 0) {
-        cSIMessageWriter message(4);
-        message.Field(11, sfnPrime).Field(4, payload);
-        return message;
+        return cSIMessageWriter(4).Field(11, sfnPrime).Field(4, payload);
     }
     // BCCH-FACH-Message: 2-bit message type (0 is system information), then the payload choice.
     static cSIMessageWriter FACH(unsigned int payload, unsigned int messageType = 0) {
-        cSIMessageWriter message(5);
-        message.Field(2, messageType).Field(4, payload);
-        return message;
+        return cSIMessageWriter(5).Field(2, messageType).Field(4, payload);
     }
 
     cSIMessageWriter& Field(unsigned int width, unsigned int value) {
@@ -103,22 +91,22 @@ public:
         return *this;
     }
 
-    // The parts, with their values as they are meant (counts, indices and lengths from 1); the writer
-    // stores them minus one, in 4 or 8 bits.
-    cSIMessageWriter& FirstSegment(unsigned int sibType, unsigned int count, const BitString& data222) {
-        return Field(5, sibType).Field(4, count - 1).Data(data222);
+    // The parts, with counts and indices from 1 as they are meant; the message holds them minus one.
+    cSIMessageWriter& FirstSegment(unsigned int sib, unsigned int count, const BitString& data222) {
+        return Field(5, sib).Field(4, count - 1).Data(data222);
     }
-    cSIMessageWriter& SubsequentSegment(unsigned int sibType, unsigned int index, const BitString& data222) {
-        return Field(5, sibType).Field(4, index - 1).Data(data222);
+    cSIMessageWriter& SubsequentSegment(unsigned int sib, unsigned int index, const BitString& data222) {
+        return Field(5, sib).Field(4, index - 1).Data(data222);
     }
-    cSIMessageWriter& LastSegment(unsigned int sibType, unsigned int index, const BitString& data222) {
-        return Field(5, sibType).Field(4, index - 1).Data(data222);
+    cSIMessageWriter& LastSegment(unsigned int sib, unsigned int index, const BitString& data222) {
+        return Field(5, sib).Field(4, index - 1).Data(data222);
     }
-    cSIMessageWriter& LastSegmentShort(unsigned int sibType, unsigned int index, const BitString& data) {
-        return Field(5, sibType).Field(4, index - 1).Field(8, (data.size() - 1) & 0xFF).Data(data);
+    // A short segment carries its bit count minus one in 8 bits.
+    cSIMessageWriter& LastSegmentShort(unsigned int sib, unsigned int index, const BitString& data) {
+        return Field(5, sib).Field(4, index - 1).Field(8, (data.size() - 1) & 0xFF).Data(data);
     }
-    cSIMessageWriter& FirstSegmentShort(unsigned int sibType, unsigned int count, const BitString& data) {
-        return Field(5, sibType).Field(4, count - 1).Field(8, (data.size() - 1) & 0xFF).Data(data);
+    cSIMessageWriter& FirstSegmentShort(unsigned int sib, unsigned int count, const BitString& data) {
+        return LastSegmentShort(sib, count, data);  // the same fields
     }
     cSIMessageWriter& CompleteSIBList(const std::vector<std::pair<unsigned int, BitString>>& sibs) {
         Field(4, static_cast<unsigned int>(sibs.size() - 1));
@@ -127,15 +115,17 @@ public:
         }
         return *this;
     }
-    cSIMessageWriter& CompleteSIB(unsigned int sibType, const BitString& data226) {
-        return Field(5, sibType).Data(data226);
+    cSIMessageWriter& CompleteSIB(unsigned int sib, const BitString& data226) {
+        return Field(5, sib).Data(data226);
     }
 
-    // The message bytes, zero padded to a whole byte.
-    Bytes Message() const { return Bytes(mBytes.begin(), mBytes.begin() + (mPacker.mBitsUsed + 7) / 8); }
-    Bytes Log(unsigned char headerByte = 0) const { return WrapLog(mChannelType, headerByte, Message()); }
+    // The message in a log, zero padded to a whole byte.
+    Bytes Log(unsigned char headerByte = 0) const {
+        return WrapLog(mChannelType, headerByte,
+                       Bytes(mBytes.begin(), mBytes.begin() + (mPacker.mBitsUsed + 7) / 8));
+    }
 
-    // cSIMessageWriter is copied when returned; the writer must follow its own bytes.
+    // Copies must write into their own bytes.
     cSIMessageWriter(const cSIMessageWriter& other)
         : mChannelType(other.mChannelType), mBytes(other.mBytes), mPacker(other.mPacker) {
         mPacker.mData = mBytes.data();
@@ -153,17 +143,5 @@ private:
     Bytes mBytes;
     cBitPacker mPacker;
 };
-
-// The payload a rebuilt log must carry for a SIB made of `bits`: channel type, header byte, u16 length of
-// what follows, SIB type, the bits packed and padded.
-inline Bytes RebuiltPayload(unsigned char channelType, unsigned char headerByte, unsigned char sibType,
-                            const BitString& bits) {
-    const Bytes sib = PackBits(bits);
-    const size_t following = 1 + sib.size();
-    Bytes payload = {channelType, headerByte, static_cast<unsigned char>(following),
-                     static_cast<unsigned char>(following >> 8), sibType};
-    payload.insert(payload.end(), sib.begin(), sib.end());
-    return payload;
-}
 
 }  // namespace wcdma_test
