@@ -1,0 +1,99 @@
+#include "tools/palvorin/FrameDecoder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "Shared/HDLC.h"
+#include "jni/ISFClassify.h"
+
+namespace {
+
+// A shared buffer that points into the decoder's own array for one HDLCDecode call: HDLCDecode takes an
+// sSharedBuffer, and copying every window into one would cost a copy of up to 16640 bytes per frame. The
+// pointer is taken back before destruction, so the buffer never frees what it does not own.
+class cWindow {
+public:
+    cWindow() : mBuffer(nullptr, 0, ISF_PROTOCOL_FROM_DEVICE) {}
+    ~cWindow() { Set(nullptr, 0); }
+    sSharedBuffer* Set(unsigned char* data, size_t size) {
+        mBuffer.mData = data;
+        mBuffer.mSize = static_cast<unsigned int>(size);
+        return &mBuffer;
+    }
+    cWindow(const cWindow&) = delete;
+    cWindow& operator=(const cWindow&) = delete;
+
+private:
+    sSharedBuffer mBuffer;
+};
+
+}  // namespace
+
+cFrameDecoder::cFrameDecoder()
+    : mBuffer(NewGuardedArray(static_cast<unsigned int>(kChunkSize + MAX_SHARED_BUFFER_SIZE))),
+      mCapacity(kChunkSize + MAX_SHARED_BUFFER_SIZE) {}
+
+cFrameDecoder::~cFrameDecoder() {
+    delete[] mBuffer;
+}
+
+unsigned char* cFrameDecoder::Space(size_t& room) {
+    room = std::min(mCapacity - mHeld, kChunkSize);
+    return mBuffer + mHeld;
+}
+
+bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
+    mHeld += added;
+    mBytes += added;
+    cWindow window;
+    size_t at = 0;
+    bool go = true;
+    while (go && at < mHeld) {
+        const size_t left = mHeld - at;
+        if (mBuffer[at] == AHDLC_FLAG) {
+            // Flags in a row delimit empty frames, not bad ones; a lone flag opens a frame still to come.
+            if (left >= 2 && mBuffer[at + 1] == AHDLC_FLAG) {
+                ++at;
+                continue;
+            }
+            if (left == 1) {
+                at += end ? 1 : 0;
+                break;
+            }
+        }
+        const size_t size = std::min<size_t>(left, MAX_SHARED_BUFFER_SIZE);
+        unsigned int consumed = 0;
+        sSharedBuffer* packet = HDLCDecode(window.Set(mBuffer + at, size), &consumed);
+        if (consumed == 0) {
+            delete packet;
+            if (size == MAX_SHARED_BUFFER_SIZE) {
+                // No closing flag within the largest frame: step to the next flag, which opens a frame.
+                ++mBadFrames;
+                const void* flag = memchr(mBuffer + at + 1, AHDLC_FLAG, left - 1);
+                at = flag != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(flag) - mBuffer)
+                                     : mHeld;
+                continue;
+            }
+            if (end) {
+                ++mBadFrames;
+                mUnclosedBytes += left;
+                at = mHeld;
+            }
+            break;  // a frame cut by the end of the chunk: wait for more bytes
+        }
+        at += consumed;
+        if (packet != nullptr && packet->mSize != 0) {
+            ++mFrames;
+            go = sink.Packet(packet);
+        } else {
+            ++mBadFrames;
+        }
+        delete packet;
+    }
+    if (at != 0) {
+        memmove(mBuffer, mBuffer + at, mHeld - at);
+        mHeld -= at;
+    }
+    return go;
+}
