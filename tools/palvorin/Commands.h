@@ -19,6 +19,7 @@ int RunDump(const std::string& path, bool json);
 struct sVerifyOptions {
     std::string mPath;
     bool mAllowUnclosed = false;  // a file its writer never closed passes if it is consistent so far
+    bool mAll = false;            // list every problem, not only the first ones
 };
 int RunVerify(const sVerifyOptions& options);
 

@@ -12,6 +12,9 @@ class cCountingStore : public cISFStore {
 public:
     static const unsigned int kTypeSlots = 32;  // every value of the 5 type bits
 
+    // `streams` makes the file streams; it must outlive the store.
+    explicit cCountingStore(cISFStreamFactory* streams) : cISFStore(streams) {}
+
     unsigned int InternalWriteItem(sSharedBuffer* item, FILETIME time, unsigned int type) override;
 
     uint64_t mItemsByType[kTypeSlots] = {};

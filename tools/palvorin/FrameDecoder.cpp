@@ -7,8 +7,6 @@
 #include "Shared/HDLC.h"
 #include "jni/ISFClassify.h"
 
-namespace {
-
 // A shared buffer that points into the decoder's own array for one HDLCDecode call: HDLCDecode takes an
 // sSharedBuffer, and copying every window into one would cost a copy of up to 16640 bytes per frame. The
 // pointer is taken back before destruction, so the buffer never frees what it does not own.
@@ -28,8 +26,6 @@ private:
     sSharedBuffer mBuffer;
 };
 
-}  // namespace
-
 cFrameDecoder::cFrameDecoder()
     : mBuffer(NewGuardedArray(static_cast<unsigned int>(kChunkSize + MAX_SHARED_BUFFER_SIZE))),
       mCapacity(kChunkSize + MAX_SHARED_BUFFER_SIZE) {}
@@ -41,6 +37,20 @@ cFrameDecoder::~cFrameDecoder() {
 unsigned char* cFrameDecoder::Space(size_t& room) {
     room = std::min(mCapacity - mHeld, kChunkSize);
     return mBuffer + mHeld;
+}
+
+sSharedBuffer* cFrameDecoder::Resynchronise(cWindow& window, size_t at, unsigned int consumed) {
+    const size_t start = at + (mBuffer[at] == AHDLC_FLAG ? 1 : 0);
+    for (size_t skip = 1; skip + 4 <= consumed; ++skip) {
+        unsigned int again = 0;
+        sSharedBuffer* packet = HDLCDecode(window.Set(mBuffer + start + skip, consumed - skip), &again);
+        if (packet != nullptr && packet->mSize != 0) {
+            mLeadingBytes = skip;
+            return packet;
+        }
+        delete packet;
+    }
+    return nullptr;
 }
 
 bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
@@ -81,6 +91,9 @@ bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
                 at = mHeld;
             }
             break;  // a frame cut by the end of the chunk: wait for more bytes
+        }
+        if (packet == nullptr && mFrames == 0 && mBadFrames == 0 && mLeadingBytes == 0) {
+            packet = Resynchronise(window, at, consumed);
         }
         at += consumed;
         if (packet != nullptr && packet->mSize != 0) {

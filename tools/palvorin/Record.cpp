@@ -16,6 +16,7 @@
 
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/CountingStore.h"
+#include "tools/palvorin/ErrnoStream.h"
 #include "tools/palvorin/FrameDecoder.h"
 #include "tools/palvorin/ItemInfo.h"
 
@@ -89,13 +90,11 @@ public:
     }
     bool Packet(sSharedBuffer* packet) override {
         mStatus = mStore.WriteItem(packet, mNext, ITEM_TYPE_DERIVE);
-        mErrno = errno;
         mNext += mStep;
         return mStatus == ISF_STATUS_OK;
     }
 
     unsigned int mStatus = ISF_STATUS_OK;
-    int mErrno = 0;
 
 private:
     cCountingStore& mStore;
@@ -135,6 +134,9 @@ void Summary(const sRecordOptions& options, const cFrameDecoder& decoder, const 
     printf("recorded %s into %s\n", options.mInput.c_str(), options.mOutput.c_str());
     printf("  bytes read       %" PRIu64 "\n", decoder.mBytes);
     printf("  frames           %" PRIu64 "\n", decoder.mFrames);
+    if (decoder.mLeadingBytes != 0) {
+        printf("  skipped          %" PRIu64 " bytes before the first frame\n", decoder.mLeadingBytes);
+    }
     printf("  bad frames       %" PRIu64, decoder.mBadFrames);
     if (decoder.mUnclosedBytes != 0) {
         printf(" (%" PRIu64 " bytes at the end that no flag closes)", decoder.mUnclosedBytes);
@@ -160,15 +162,15 @@ int RunRecord(const sRecordOptions& options) {
         return 1;
     }
     std::unique_ptr<cFrameDecoder> decoder(new (std::nothrow) cFrameDecoder());
-    std::unique_ptr<cCountingStore> store(new (std::nothrow) cCountingStore());
+    cErrnoStreamFactory streams;
+    std::unique_ptr<cCountingStore> store(new (std::nothrow) cCountingStore(&streams));
     if (!decoder || !decoder->Ready() || !store) {
         fprintf(stderr, "palvorin: out of memory\n");
         return 1;
     }
-    errno = 0;
     if (store->OpenNewFileStore(options.mOutput.c_str()) != ISF_STATUS_OK) {
         fprintf(stderr, "palvorin: cannot write %s: %s\n", options.mOutput.c_str(),
-                errno != 0 ? strerror(errno) : "input/output error");
+                strerror(streams.mError != 0 ? streams.mError : EIO));
         if (input != STDIN_FILENO) {
             close(input);
         }
@@ -207,7 +209,7 @@ int RunRecord(const sRecordOptions& options) {
             const bool end = got == 0;
             if (!decoder->Decode(got > 0 ? static_cast<size_t>(got) : 0, end, sink)) {
                 fprintf(stderr, "\npalvorin: writing %s failed: %s\n", options.mOutput.c_str(),
-                        sink.mErrno != 0 ? strerror(sink.mErrno) : "input/output error");
+                        strerror(streams.mError != 0 ? streams.mError : EIO));
                 result = 1;
                 break;
             }

@@ -2,6 +2,7 @@
 // follow one another without gaps, each record's time field has the width the writer chooses, item
 // types are ones the store assigns, and the file was closed.
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <string>
@@ -11,6 +12,8 @@
 #include "tools/palvorin/ItemInfo.h"
 
 namespace {
+
+const size_t kShownProblems = 20;
 
 std::string At(uint64_t offset, const std::string& text) {
     return "at " + std::to_string(offset) + ": " + text;
@@ -68,23 +71,30 @@ void CheckLayout(const sISFFile& file, std::vector<std::string>& problems) {
 
 int RunVerify(const sVerifyOptions& options) {
     const sISFFile file = ReadISFFile(options.mPath);
-    std::vector<std::string> problems = file.mProblems;
-    CheckLayout(file, problems);
+    // What concerns the whole file first, then the problems in file order.
+    std::vector<std::string> problems;
+    if (!file.mClosed && !options.mAllowUnclosed && !file.mBlocks.empty()) {
+        problems.push_back("no index-block table and trailer: the file was not closed");
+    }
     if (!file.mClosed && file.mUnindexedBytes != 0) {
         problems.push_back(std::to_string(file.mUnindexedBytes) +
                            " bytes at the end that no index entry covers (a write cut short)");
     }
-    if (!file.mClosed && !options.mAllowUnclosed) {
-        problems.push_back("no index-block table and trailer: the file was not closed");
-    }
+    problems.insert(problems.end(), file.mProblems.begin(), file.mProblems.end());
+    CheckLayout(file, problems);
     if (problems.empty()) {
         printf("%s: consistent: %zu items in %zu index block%s, %s\n", options.mPath.c_str(),
                file.mItems.size(), file.mBlocks.size(), file.mBlocks.size() == 1 ? "" : "s",
                file.mClosed ? "closed with its table and trailer" : "not closed");
         return 0;
     }
-    for (const std::string& problem : problems) {
-        printf("%s: %s\n", options.mPath.c_str(), problem.c_str());
+    // A cut file has a problem per entry beyond the cut: the first ones tell where it went wrong.
+    const size_t shown = options.mAll ? problems.size() : std::min<size_t>(problems.size(), kShownProblems);
+    for (size_t i = 0; i < shown; ++i) {
+        printf("%s: %s\n", options.mPath.c_str(), problems[i].c_str());
+    }
+    if (shown < problems.size()) {
+        printf("%s: ... %zu more (--all lists them)\n", options.mPath.c_str(), problems.size() - shown);
     }
     printf("%s: %zu problem%s\n", options.mPath.c_str(), problems.size(), problems.size() == 1 ? "" : "s");
     return 1;
