@@ -64,13 +64,13 @@ unsigned int ClassifyItem(const unsigned char* data, unsigned int length, unsign
                           eAuxSource& aux) {
     aux = AUX_NONE;
     const unsigned int command = data[0];
-    if (protocol == ISF_PROTOCOL_REQUEST) {
-        return command == DIAG_SUBSYSTEM_DISPATCH || command == DIAG_SUBSYSTEM_DISPATCH_V2
+    if (protocol == PROTOCOL_DIAG_TO_DEVICE) {
+        return command == DIAG_CMD_SUBSYS_DISPATCH || command == DIAG_CMD_SUBSYS_DISPATCH_V2
                    ? ITEM_TYPE_SUBSYSTEM_REQUEST
                    : ITEM_TYPE_REQUEST;
     }
     switch (command) {
-        case DIAG_LOG_COMMAND:
+        case DIAG_CMD_LOG:
             if (length < DIAG_LOG_HEADER_SIZE) {
                 return ITEM_TYPE_SHORT_LOG;
             }
@@ -83,8 +83,8 @@ unsigned int ClassifyItem(const unsigned char* data, unsigned int length, unsign
         case 121:
         case 146:
             return ITEM_TYPE_MESSAGE;
-        case DIAG_SUBSYSTEM_DISPATCH:
-        case DIAG_SUBSYSTEM_DISPATCH_V2:
+        case DIAG_CMD_SUBSYS_DISPATCH:
+        case DIAG_CMD_SUBSYS_DISPATCH_V2:
             return ITEM_TYPE_SUBSYSTEM_RESPONSE;
         default:
             return ITEM_TYPE_RESPONSE;
@@ -107,8 +107,8 @@ void UpdateHints(const unsigned char* data, unsigned int length, uint32_t& hintA
                 hintA = data[27];
             }
             break;
-        case DIAG_SUBSYSTEM_DISPATCH:
-        case DIAG_SUBSYSTEM_DISPATCH_V2:
+        case DIAG_CMD_SUBSYS_DISPATCH:
+        case DIAG_CMD_SUBSYS_DISPATCH_V2:
             if (length >= 7 && data[1] == kHintBSubsystem && data[2] == 0 && data[3] == 0) {
                 hintB = static_cast<uint32_t>(GetLE(data + 4, 3));
             }
@@ -119,7 +119,7 @@ void UpdateHints(const unsigned char* data, unsigned int length, uint32_t& hintA
 }
 
 bool IsDiagHealthRsp(const unsigned char* data, unsigned int length, unsigned int protocol) {
-    if (protocol == ISF_PROTOCOL_REQUEST || length < 4 || data[0] != DIAG_SUBSYSTEM_DISPATCH ||
+    if (protocol == PROTOCOL_DIAG_TO_DEVICE || length < 4 || data[0] != DIAG_CMD_SUBSYS_DISPATCH ||
         data[1] != kDiagSubsystem) {
         return false;
     }
@@ -136,12 +136,12 @@ bool IsFileListDiagReqRsp(const unsigned char* data, unsigned int length, unsign
     if (length < 4) {
         return false;
     }
-    const bool dispatch = data[0] == DIAG_SUBSYSTEM_DISPATCH_V2 && data[1] == kDiagSubsystem;
-    if (protocol == ISF_PROTOCOL_FROM_DEVICE) {
-        return dispatch || (data[0] == kDiagErrorBadCommand && data[1] == DIAG_SUBSYSTEM_DISPATCH_V2 &&
+    const bool dispatch = data[0] == DIAG_CMD_SUBSYS_DISPATCH_V2 && data[1] == kDiagSubsystem;
+    if (protocol == PROTOCOL_DIAG_FROM_DEVICE) {
+        return dispatch || (data[0] == kDiagErrorBadCommand && data[1] == DIAG_CMD_SUBSYS_DISPATCH_V2 &&
                             data[2] == kDiagSubsystem);
     }
-    if (protocol == ISF_PROTOCOL_REQUEST) {
+    if (protocol == PROTOCOL_DIAG_TO_DEVICE) {
         return dispatch;
     }
     return true;  // deliberate: every other protocol's packet of 4 bytes or more is kept, latest per key

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "diag/DiagProtocol.h"
+
 // Kind of a stored item (only bits 0-4 reach the file).
 enum eItemType : unsigned int {
     ITEM_TYPE_SHORT_LOG = 0,           // log packet shorter than 16 bytes
@@ -20,15 +22,8 @@ enum eItemType : unsigned int {
     ITEM_TYPE_DERIVE = 0xFFFFFFFF,     // passed in: the store derives the type from the packet
 };
 
-// Protocol types (eProtocolType values) the store gives a meaning to.
-const unsigned int ISF_PROTOCOL_FROM_DEVICE = 3;
-const unsigned int ISF_PROTOCOL_REQUEST = 4;
-const unsigned int ISF_PROTOCOL_TAGGED_REQUEST = 514;  // stored with protocol 4 and item type 7
-
-// Command codes (packet byte 0) the store sorts by.
-const unsigned int DIAG_LOG_COMMAND = 16;
-const unsigned int DIAG_SUBSYSTEM_DISPATCH = 75;
-const unsigned int DIAG_SUBSYSTEM_DISPATCH_V2 = 128;
+// The protocol type the store stores with protocol 4 (a request) and item type 7.
+const unsigned int ISF_PROTOCOL_TAGGED_REQUEST = 514;
 // Command codes from this value up are unknown to the store (logged, still stored).
 const unsigned int DIAG_FIRST_UNKNOWN_COMMAND = 154;
 // A log packet needs its 16-byte header (log code at bytes 6-7) to be classified by log code.

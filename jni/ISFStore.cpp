@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "diag/SubsystemCmd.h"
 #include "jni/ISFFileStream.h"
 #include "jni/ISFIndex.h"
 #include "jni/ISFToolVersion.h"
@@ -268,7 +269,7 @@ unsigned int cISFStore::WriteItem(unsigned int protocol, unsigned int length, co
     const bool tagged = protocol == ISF_PROTOCOL_TAGGED_REQUEST;
     // The copy lives only for this call; a length outside 1..16640 leaves it empty, which the next step
     // refuses.
-    sSharedBuffer buffer(data, length, tagged ? ISF_PROTOCOL_REQUEST : protocol);
+    sSharedBuffer buffer(data, length, tagged ? PROTOCOL_DIAG_TO_DEVICE : protocol);
     if (buffer.mData == nullptr && IsUsableSize(length)) {
         PALVORIN_LOG(PALVORIN_TAG_STORE, "Memory allocation error");
         return ISF_STATUS_NO_MEMORY;
@@ -294,7 +295,7 @@ unsigned int cISFStore::WriteItem(sSharedBuffer* item, FILETIME time, unsigned i
 }
 
 void cISFStore::CheckForAndUpdateHint(sSharedBuffer* item) {
-    if (IsUsableBuffer(item) && item->mProtocol == ISF_PROTOCOL_REQUEST) {
+    if (IsUsableBuffer(item) && item->mProtocol == PROTOCOL_DIAG_TO_DEVICE) {
         UpdateHints(item->mData, item->mSize, mHintA, mHintB);
     }
 }
@@ -374,7 +375,7 @@ unsigned int cISFStore::InternalWriteItem(sSharedBuffer* item, FILETIME time, un
 
 sSharedBuffer* cISFStore::GenerateToolVersion(unsigned long long cdmaTime) {
     unsigned char record[TOOL_VERSION_RECORD_SIZE] = {};
-    record[0] = DIAG_LOG_COMMAND;
+    record[0] = DIAG_CMD_LOG;
     PutLE(record + 2, TOOL_VERSION_LOG_LENGTH, 2);
     PutLE(record + 4, TOOL_VERSION_LOG_LENGTH, 2);
     PutLE(record + 6, TOOL_VERSION_LOG_CODE, 2);
@@ -420,7 +421,7 @@ sSharedBuffer* cISFStore::GenerateToolVersion(unsigned long long cdmaTime) {
         PutLE(record + TOOL_VERSION_AT_MILLISECONDS, static_cast<uint64_t>(now.tv_usec / 1000), 2);
     }
     sSharedBuffer* buffer =
-        new (std::nothrow) sSharedBuffer(record, TOOL_VERSION_RECORD_SIZE, ISF_PROTOCOL_FROM_DEVICE);
+        new (std::nothrow) sSharedBuffer(record, TOOL_VERSION_RECORD_SIZE, PROTOCOL_DIAG_FROM_DEVICE);
     if (buffer != nullptr && buffer->mData == nullptr) {
         delete buffer;
         return nullptr;
@@ -428,7 +429,37 @@ sSharedBuffer* cISFStore::GenerateToolVersion(unsigned long long cdmaTime) {
     return buffer;
 }
 
-void cISFStore::UnwrapDebugTraceItem(sSharedBuffer* /*item*/, FILETIME /*time*/) {}
+void cISFStore::UnwrapDebugTraceItem(sSharedBuffer* item, FILETIME time) {
+    // The views take references on what they view: they look at a private copy, never at the caller's
+    // buffer, whose count they would otherwise bring to zero and destroy.
+    sSharedBuffer* copy = new (std::nothrow) sSharedBuffer(item->mData, item->mSize, item->mProtocol);
+    if (copy == nullptr) {
+        return;
+    }
+    if (!IsUsableBuffer(copy)) {
+        delete copy;
+        return;
+    }
+    copy->AddRef();  // ours, given back below: the copy goes with the last reference
+    sSharedBuffer* inner = nullptr;
+    {
+        const sDiagSubsystemCmd command(copy);
+        eDiagSubsysID id = DIAG_SUBSYS_NONE;
+        unsigned int subsystemCommand = 0;
+        if (command.GetSubsystemDispatch(id, subsystemCommand) && id == DIAG_SUBSYS_DEBUG_TRACE &&
+            subsystemCommand == DEBUG_TRACE_GET_ITEM) {
+            const sDiagDbgSSGetItemRsp response(copy);
+            if (response.IsValid()) {
+                inner = response.GetItem();  // a new buffer, ours
+            }
+        }
+    }
+    copy->Release();
+    if (inner != nullptr) {
+        InternalWriteItem(inner, time, ITEM_TYPE_DERIVE);
+        delete inner;
+    }
+}
 
 void cISFStore::UpdateWCDMAOTA(sSharedBuffer* item, FILETIME time) {
     unsigned long long cdmaTime = 0;

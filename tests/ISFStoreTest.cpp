@@ -230,6 +230,57 @@ TEST(ISFStore, HintsSurviveClosingAndOpeningFiles) {
     EXPECT_EQ(file.mItems[2].mAux, 0xCCBBAAu);
 }
 
+// A debug-trace GetItem response (subsystem 37, command 8) carrying `inner` with `status`.
+Bytes GetItemRsp(const Bytes& inner, unsigned char status = 0, unsigned int command = 8) {
+    Bytes packet = {75, 37, static_cast<unsigned char>(command), 0, 0, 0, 0, 0, 2, status, 0, 0, 0};
+    for (unsigned char byte : inner) {
+        packet.push_back(byte);
+    }
+    return packet;
+}
+
+TEST(ISFStore, ADebugTraceItemResponseIsStoredAndUnwrapped) {
+    const Bytes log = LogPacket(0x1234, 3);
+    struct {
+        const char* mName;
+        unsigned int mProtocol;
+        Bytes mPacket;
+        std::vector<Bytes> mPayloads;  // what the file holds after the tool-version record
+        std::vector<unsigned int> mTypes;
+    } const cases[] = {
+        {"inner log", 3, GetItemRsp(log), {GetItemRsp(log), log}, {9, 5}},
+        {"inner response", 3, GetItemRsp({96, 0, 0}), {GetItemRsp({96, 0, 0}), {96, 0, 0}}, {9, 1}},
+        {"nested",
+         3,
+         GetItemRsp(GetItemRsp(log)),
+         {GetItemRsp(GetItemRsp(log)), GetItemRsp(log), log},
+         {9, 9, 5}},
+        {"status not 0", 3, GetItemRsp(log, 1), {GetItemRsp(log, 1)}, {9}},
+        {"no inner item", 3, GetItemRsp({}), {GetItemRsp({})}, {9}},
+        {"GetRange, not GetItem", 3, GetItemRsp(log, 0, 7), {GetItemRsp(log, 0, 7)}, {9}},
+        {"a request", 4, GetItemRsp(log), {GetItemRsp(log)}, {10}},
+    };
+    for (const auto& c : cases) {
+        cTempDir dir;
+        const std::string path = dir.File("trace.isf");
+        {
+            cISFStore store;
+            ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+            ASSERT_EQ(Write(store, c.mProtocol, c.mPacket, CurrentFiletime() + 1234567), 0u) << c.mName;
+            store.CloseFileStore();
+        }
+        const sISFFile file = ReadISFFile(path);
+        EXPECT_TRUE(file.Consistent()) << c.mName << "\n" << Problems(file);
+        ASSERT_EQ(file.mItems.size(), 1 + c.mPayloads.size()) << c.mName;
+        for (size_t i = 0; i < c.mPayloads.size(); ++i) {
+            const sISFItem& item = file.mItems[i + 1];
+            EXPECT_EQ(item.mPayload, c.mPayloads[i]) << c.mName << " " << i;
+            EXPECT_EQ(item.mType, c.mTypes[i]) << c.mName << " " << i;
+            EXPECT_EQ(item.mTimeMs, file.mItems[1].mTimeMs) << c.mName << ": the same timestamp";
+        }
+    }
+}
+
 Bytes HealthRsp(uint16_t key, unsigned char tag) {
     return Bytes{75, 18, static_cast<unsigned char>(key), static_cast<unsigned char>(key >> 8), tag};
 }

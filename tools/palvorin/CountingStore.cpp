@@ -1,5 +1,6 @@
 #include "tools/palvorin/CountingStore.h"
 
+#include "diag/DiagProtocol.h"
 #include "diag/OTACodes.h"
 
 namespace {
@@ -10,7 +11,7 @@ const unsigned char kRebuiltFromFACH = 255;
 const unsigned int kChannelTypeAt = 16;
 
 bool IsRebuiltBlock(const sSharedBuffer* item) {
-    return item->mSize > kChannelTypeAt && item->mData[0] == DIAG_LOG_COMMAND &&
+    return item->mSize > kChannelTypeAt && item->mData[0] == DIAG_CMD_LOG &&
            GetLE(item->mData + 6, 2) == OTA_WCDMA_RRC &&
            (item->mData[kChannelTypeAt] == kRebuiltFromBCH ||
             item->mData[kChannelTypeAt] == kRebuiltFromFACH);

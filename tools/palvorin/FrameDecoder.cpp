@@ -12,7 +12,7 @@
 // pointer is taken back before destruction, so the buffer never frees what it does not own.
 class cWindow {
 public:
-    cWindow() : mBuffer(nullptr, 0, ISF_PROTOCOL_FROM_DEVICE) {}
+    cWindow() : mBuffer(nullptr, 0, PROTOCOL_DIAG_FROM_DEVICE) {}
     ~cWindow() { Set(nullptr, 0); }
     sSharedBuffer* Set(unsigned char* data, size_t size) {
         mBuffer.mData = data;

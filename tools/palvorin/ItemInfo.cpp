@@ -54,7 +54,7 @@ std::string FormatUTC(uint64_t msSince1601) {
 
 sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
     sPacketInfo info;
-    if (payload.size() < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_LOG_COMMAND) {
+    if (payload.size() < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
         return info;
     }
     info.mIsLog = true;
@@ -65,7 +65,7 @@ sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
     }
     // The view takes its own reference; the buffer is ours and freed by the last Release.
     sSharedBuffer* buffer = new (std::nothrow)
-        sSharedBuffer(payload.data(), static_cast<unsigned int>(payload.size()), ISF_PROTOCOL_FROM_DEVICE);
+        sSharedBuffer(payload.data(), static_cast<unsigned int>(payload.size()), PROTOCOL_DIAG_FROM_DEVICE);
     if (buffer == nullptr) {
         return info;
     }
