@@ -29,5 +29,6 @@ struct sSampleOptions {
     std::string mOutput;   // "-" for standard output
     uint64_t mSizeMB = 0;  // at least this many MB (10^6 bytes); 0: one small stream
     uint32_t mSeed = 1;
+    bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
 };
 int RunSample(const sSampleOptions& options);

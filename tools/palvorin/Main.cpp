@@ -70,6 +70,9 @@ int main(int argc, char** argv) {
     sampleCommand->add_option("OUT", sample.mOutput, "the stream file, or - for standard output")->required();
     sampleCommand->add_option("--size", sample.mSizeMB, "write at least this many MB (10^6 bytes)");
     sampleCommand->add_option("--seed", sample.mSeed, "seed of the pseudo-random content");
+    sampleCommand->add_flag("--plain", sample.mPlain,
+                            "only 100-byte log packets outside the over-the-air set, none damaged (the item "
+                            "store benchmark's packets)");
 
     try {
         app.parse(argc, argv);
