@@ -60,6 +60,16 @@ bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
     size_t at = 0;
     bool go = true;
     while (go && at < mHeld) {
+        if (mSkipping) {
+            // The rest of an over-long run: dropped up to the flag that opens the next frame.
+            const void* flag = memchr(mBuffer + at, AHDLC_FLAG, mHeld - at);
+            if (flag == nullptr) {
+                at = mHeld;
+                break;
+            }
+            at = static_cast<size_t>(static_cast<const unsigned char*>(flag) - mBuffer);
+            mSkipping = false;
+        }
         const size_t left = mHeld - at;
         if (mBuffer[at] == AHDLC_FLAG) {
             // Flags in a row delimit empty frames, not bad ones; a lone flag opens a frame still to come.
@@ -72,6 +82,17 @@ bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
                 break;
             }
         }
+        // HDLCDecode never takes one of the first three bytes of a frame for its closing flag, so a frame
+        // shorter than that would swallow the next one. It cannot hold a packet and its check bytes anyway:
+        // it is counted as bad, and its flag opens the next frame.
+        const size_t start = at + (mBuffer[at] == AHDLC_FLAG ? 1 : 0);
+        const size_t end3 = std::min(start + 3, mHeld);
+        const void* early = start < end3 ? memchr(mBuffer + start, AHDLC_FLAG, end3 - start) : nullptr;
+        if (early != nullptr) {
+            ++mBadFrames;
+            at = static_cast<size_t>(static_cast<const unsigned char*>(early) - mBuffer);
+            continue;
+        }
         const size_t size = std::min<size_t>(left, MAX_SHARED_BUFFER_SIZE);
         unsigned int consumed = 0;
         sSharedBuffer* packet = HDLCDecode(window.Set(mBuffer + at, size), &consumed);
@@ -80,9 +101,8 @@ bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
             if (size == MAX_SHARED_BUFFER_SIZE) {
                 // No closing flag within the largest frame: step to the next flag, which opens a frame.
                 ++mBadFrames;
-                const void* flag = memchr(mBuffer + at + 1, AHDLC_FLAG, left - 1);
-                at = flag != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(flag) - mBuffer)
-                                     : mHeld;
+                at += 1;
+                mSkipping = true;
                 continue;
             }
             if (end) {

@@ -50,5 +50,6 @@ private:
 
     unsigned char* mBuffer;  // owned: kChunkSize + MAX_SHARED_BUFFER_SIZE bytes and a guard tail
     size_t mCapacity;
-    size_t mHeld = 0;  // bytes not decoded yet, from mBuffer
+    size_t mHeld = 0;        // bytes not decoded yet, from mBuffer
+    bool mSkipping = false;  // inside a run longer than any frame: dropping bytes up to the next flag
 };
