@@ -8,6 +8,7 @@
 #include "tools/ISFReader.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/ItemInfo.h"
+#include "tools/palvorin/Problems.h"
 
 namespace {
 
@@ -58,9 +59,7 @@ nlohmann::json JsonItem(size_t index, const sISFItem& item) {
 int RunDump(const std::string& path, bool json) {
     const sISFFile file = ReadISFFile(path);
     if (file.mItems.empty() && !file.Consistent()) {
-        for (const std::string& problem : file.mProblems) {
-            fprintf(stderr, "palvorin: %s: %s\n", path.c_str(), problem.c_str());
-        }
+        ReportProblems(path, file.mProblems);
         return 1;
     }
     if (json) {
@@ -85,8 +84,6 @@ int RunDump(const std::string& path, bool json) {
         fprintf(stderr, "palvorin: %s was not closed: %zu items up to the last written entry\n", path.c_str(),
                 file.mItems.size());
     }
-    for (const std::string& problem : file.mProblems) {
-        fprintf(stderr, "palvorin: %s: %s\n", path.c_str(), problem.c_str());
-    }
+    ReportProblems(path, file.mProblems);
     return 0;
 }

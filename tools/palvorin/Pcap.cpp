@@ -10,6 +10,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "diag/OTACodes.h"
@@ -17,6 +18,7 @@
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/GSMTAPFormat.h"
 #include "tools/palvorin/ItemInfo.h"
+#include "tools/palvorin/Problems.h"
 
 namespace {
 
@@ -44,6 +46,20 @@ const uint8_t kSIBSubTypes[] = {
     GSMTAP_RRC_SIB15_4, GSMTAP_RRC_SIB18,   GSMTAP_RRC_SB1,     GSMTAP_RRC_SB2,   GSMTAP_RRC_SIB15_5,
     GSMTAP_RRC_SIB5BIS};
 const unsigned int kSIBTypeCount = sizeof kSIBSubTypes / sizeof kSIBSubTypes[0];
+
+const char* const kChannelNames[] = {"UL-CCCH",   "UL-DCCH", "DL-CCCH", "DL-DCCH", "BCCH-BCH",
+                                     "BCCH-FACH", "PCCH",    "MCCH",    "MSCH"};
+const char* const kSIBNames[] = {
+    "MasterInformationBlock", "SysInfoType1",    "SysInfoType2",    "SysInfoType3",   "SysInfoType4",
+    "SysInfoType5",           "SysInfoType6",    "SysInfoType7",    "SysInfoType8",   "SysInfoType9",
+    "SysInfoType10",          "SysInfoType11",   "SysInfoType12",   "SysInfoType13",  "SysInfoType13-1",
+    "SysInfoType13-2",        "SysInfoType13-3", "SysInfoType13-4", "SysInfoType14",  "SysInfoType15",
+    "SysInfoType15-1",        "SysInfoType15-2", "SysInfoType15-3", "SysInfoType16",  "SysInfoType17",
+    "SysInfoType15-4",        "SysInfoType18",   "SysInfoTypeSB1",  "SysInfoTypeSB2", "SysInfoType15-5",
+    "SysInfoType5bis"};
+static_assert(sizeof kChannelNames / sizeof kChannelNames[0] == sizeof kChannelSubTypes,
+              "one name a channel");
+static_assert(sizeof kSIBNames / sizeof kSIBNames[0] == kSIBTypeCount, "one name a block type");
 
 const char* TechnologyName(eOTATechnology technology) {
     switch (technology) {
@@ -108,7 +124,8 @@ std::vector<unsigned char> Packet(uint8_t subType, const unsigned char* data, si
 class cExport {
 public:
     // What an item becomes: a sub-type and the RRC bytes, or a reason to skip it.
-    bool Choose(const sISFItem& item, uint8_t& subType, const unsigned char*& data, size_t& size) {
+    bool Choose(const sISFItem& item, uint8_t& subType, const char*& name, const unsigned char*& data,
+                size_t& size) {
         const sPacketInfo info = DescribePacket(item.mPayload);
         if (!info.mIsOTA) {
             return false;
@@ -125,6 +142,7 @@ public:
         data = payload + kRRCMessageAt;
         if (channel < sizeof kChannelSubTypes) {
             subType = kChannelSubTypes[channel];
+            name = kChannelNames[channel];
             size = length;
             return true;
         }
@@ -139,6 +157,7 @@ public:
                 return false;
             }
             subType = kSIBSubTypes[sibType];
+            name = kSIBNames[sibType];
             ++data;
             size = length - 1;
             return true;
@@ -155,9 +174,7 @@ public:
 int RunPcap(const std::string& input, const std::string& output) {
     const sISFFile file = ReadISFFile(input);
     if (file.mItems.empty() && !file.Consistent()) {
-        for (const std::string& problem : file.mProblems) {
-            fprintf(stderr, "palvorin: %s: %s\n", input.c_str(), problem.c_str());
-        }
+        ReportProblems(input, file.mProblems);
         return 1;
     }
     pcap_t* dead = pcap_open_dead(DLT_RAW, 65535);
@@ -173,12 +190,13 @@ int RunPcap(const std::string& input, const std::string& output) {
     }
     cExport exporter;
     uint64_t exported = 0;
-    std::map<unsigned int, uint64_t> bySubType;
+    std::map<std::pair<unsigned int, std::string>, uint64_t> bySubType;
     for (const sISFItem& item : file.mItems) {
         uint8_t subType = 0;
+        const char* name = nullptr;
         const unsigned char* data = nullptr;
         size_t size = 0;
-        if (!exporter.Choose(item, subType, data, size)) {
+        if (!exporter.Choose(item, subType, name, data, size)) {
             continue;
         }
         const std::vector<unsigned char> packet = Packet(subType, data, size);
@@ -189,7 +207,7 @@ int RunPcap(const std::string& input, const std::string& output) {
         header.caplen = header.len = static_cast<bpf_u_int32>(packet.size());
         pcap_dump(reinterpret_cast<u_char*>(dumper), &header, packet.data());
         ++exported;
-        ++bySubType[subType];
+        ++bySubType[{subType, name}];
     }
     const bool written = pcap_dump_flush(dumper) == 0 && !ferror(pcap_dump_file(dumper));
     pcap_dump_close(dumper);
@@ -201,13 +219,12 @@ int RunPcap(const std::string& input, const std::string& output) {
     printf("exported %" PRIu64 " packets from %s into %s (GSMTAP, UDP port %u)\n", exported, input.c_str(),
            output.c_str(), GSMTAP_PORT);
     for (const auto& entry : bySubType) {
-        printf("  UMTS RRC sub-type %2u: %" PRIu64 "\n", entry.first, entry.second);
+        printf("  %-24s (UMTS RRC sub-type %2u) %" PRIu64 "\n", entry.first.second.c_str(), entry.first.first,
+               entry.second);
     }
     for (const auto& entry : exporter.mSkipped) {
         printf("  skipped %" PRIu64 " %s\n", entry.second, entry.first.c_str());
     }
-    for (const std::string& problem : file.mProblems) {
-        fprintf(stderr, "palvorin: %s: %s\n", input.c_str(), problem.c_str());
-    }
+    ReportProblems(input, file.mProblems);
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/time.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cinttypes>
@@ -106,8 +107,35 @@ int OpenInput(const std::string& path) {
     if (path == "-") {
         return STDIN_FILENO;
     }
-    return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
 }
+
+// A serial port named as the input is read raw (no line editing, no translation of bytes) while recording,
+// and left as it was afterwards.
+class cRawTerminal {
+public:
+    explicit cRawTerminal(int fd) : mFd(fd) {
+        if (fd != STDIN_FILENO && isatty(fd) && tcgetattr(fd, &mSaved) == 0) {
+            termios raw = mSaved;
+            cfmakeraw(&raw);
+            mChanged = tcsetattr(fd, TCSANOW, &raw) == 0;
+        }
+    }
+    ~cRawTerminal() { Restore(); }
+    void Restore() {
+        if (mChanged) {
+            tcsetattr(mFd, TCSANOW, &mSaved);
+            mChanged = false;
+        }
+    }
+    cRawTerminal(const cRawTerminal&) = delete;
+    cRawTerminal& operator=(const cRawTerminal&) = delete;
+
+private:
+    int mFd;
+    termios mSaved;
+    bool mChanged = false;
+};
 
 // The trailer of a closed file holds the item count and its magic: read back to catch a close that failed.
 bool TrailerWritten(const std::string& path, uint64_t items) {
@@ -178,6 +206,7 @@ int RunRecord(const sRecordOptions& options) {
     }
 
     cStopSignals signals;
+    cRawTerminal terminal(input);
     cStoreSink sink(*store, options);
     const bool progress = !options.mQuiet && isatty(STDERR_FILENO);
     const double start = Seconds();
@@ -228,6 +257,7 @@ int RunRecord(const sRecordOptions& options) {
         sink.ChunkRead();
         decoder->Decode(0, true, sink);
     }
+    terminal.Restore();
     if (input != STDIN_FILENO) {
         close(input);
     }
