@@ -141,17 +141,19 @@ PY
 
 interrupted_pipe() {
     "$palvorin" sample stream.bin
+    "$palvorin" record stream.bin reference.isf >/dev/null
+    items="$("$palvorin" dump reference.isf | wc -l)"
     mkfifo pipe
     "$palvorin" record pipe out.isf >summary.txt &
     recorder=$!
     exec 3>pipe
     cat stream.bin >&3
-    # The writer stays open: only the signal ends the recording. Wait until the frames are in the file.
-    for _ in $(seq 100); do
-        [ "$(stat -c %s out.isf 2>/dev/null || echo 0)" -gt 57364 ] && break
+    # The writer stays open: only the signal ends the recording. Wait until every frame is in the file
+    # (all items but the kept health response, which closing writes again).
+    for _ in $(seq 300); do
+        [ "$("$palvorin" dump out.isf 2>/dev/null | wc -l)" -ge "$((items - 1))" ] && break
         sleep 0.1
     done
-    sleep 0.5
     kill -INT "$recorder"
     status=0
     wait "$recorder" || status=$?
@@ -160,7 +162,8 @@ interrupted_pipe() {
     expect_eq "exit status after SIGINT" "$status" 0
     grep -q "stopped by SIGINT" summary.txt || fail "no word of the signal"
     expect_eq "frames before the signal" "$(field frames summary.txt)" 436
-    "$palvorin" verify out.isf
+    "$palvorin" verify out.isf | tee verify.txt
+    grep -q "consistent: $items items" verify.txt || fail "the interrupted file does not hold $items items"
 }
 
 verify_damage() {
