@@ -2,6 +2,7 @@
 // time. Every file operation of one store runs under its own mutex, so any thread may write.
 //
 // Status codes (0 is success):
+//   8   memory ran out (logged "Memory allocation error")
 //   9   input/output failure: file not created, stream failed, no file for GetFileLength, or corrupt
 //       counters ("Corrupt file store detected!")
 //   22  invalid item: unknown protocol type, no data, or a length outside 1..16640

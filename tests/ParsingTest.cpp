@@ -98,7 +98,7 @@ TEST(ParseFormatSpecifier, RefusesMalformedFormatsKeepingWhatWasListed) {
         const char* mFormat;
         std::string mTypes;
     } cases[] = {
-        {"%5", ""},  // ends inside a specification
+        {"%5", ""},  // ends inside a directive
         {"%y", ""},  // beyond the classified characters
         {"%n", ""},  // not a conversion
         {"100%", ""},

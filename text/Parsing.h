@@ -20,9 +20,9 @@ void ParseCommandLine(std::string line, std::vector<std::string>& arguments);
 void ParseTokens(const char* delimiters, char* text, std::vector<char*>& tokens);
 
 // Appends one character per argument that the printf-style `format` consumes: '*' for a star width or
-// precision, then the conversion character of each specification ("%%" consumes nothing; size prefixes
+// precision, then the conversion character of each % directive ("%%" consumes nothing; size prefixes
 // such as "I64" and "ll" are skipped). Returns whether the format is well formed: false when it ends
-// inside a specification, meets a character that cannot follow, or is not NUL-terminated within
+// inside a directive, meets a character that cannot follow, or is not NUL-terminated within
 // `maxLength` characters (then nothing is appended). `format` must not be null; it is read up to its NUL
 // or for at most maxLength + 1 bytes. Whatever was appended before a failure is kept.
 bool ParseFormatSpecifier(const char* format, unsigned int maxLength, std::vector<char>& argumentTypes);

@@ -13,7 +13,7 @@ enum eFormatState : unsigned char {
     STATE_DOT,        // just after the precision's '.'
     STATE_PRECISION,  // in the precision
     STATE_SIZE,       // in a size prefix
-    STATE_TYPE,       // a conversion character just ended the specification
+    STATE_TYPE,       // a conversion character just ended the directive
     STATE_INVALID,
 };
 
