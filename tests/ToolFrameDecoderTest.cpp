@@ -130,6 +130,8 @@ TEST(ToolFrameDecoder, StreamsWithFaults) {
         {"the last frame cut", Join({Frame(b), unclosed}), {b}, 1, unclosed.size(), 0},
         {"stray bytes before the first frame", Join({stray, Frame(a), Frame(b)}), {a, b}, 0, 0, stray.size()},
         {"longer than any frame", Join({noFlag, Frame(a)}), {a}, 1, 0, 0},
+        // An escape before a flag makes it no closing flag: the frame runs on to the end of the next one.
+        {"a flag behind an escape", Join({Frame(a), {0x11, 0x22, 0x33, 0x7D, 0x7E}, Frame(b)}), {a}, 1, 0, 0},
     };
     for (const sCase& test : cases) {
         for (size_t chunk : {size_t{1}, size_t{1} << 20}) {

@@ -10,7 +10,7 @@
 
 class cCountingStore : public cISFStore {
 public:
-    static const unsigned int kTypeSlots = 32;  // every value of the 5 type bits
+    static constexpr unsigned int kTypeSlots = 32;  // every value of the 5 type bits
 
     // `streams` makes the file streams; it must outlive the store.
     explicit cCountingStore(cISFStreamFactory* streams) : cISFStore(streams) {}

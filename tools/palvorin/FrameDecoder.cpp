@@ -94,6 +94,12 @@ bool cFrameDecoder::Decode(size_t added, bool end, cPacketSink& sink) {
             continue;
         }
         const size_t size = std::min<size_t>(left, MAX_SHARED_BUFFER_SIZE);
+        // HDLCDecode takes a flag behind an escape for a closing flag only when it is the last byte it is
+        // given: wait for the next byte, so that where a frame ends does not depend on where a chunk ended.
+        if (!end && size == left && left >= 2 && mBuffer[mHeld - 1] == AHDLC_FLAG &&
+            mBuffer[mHeld - 2] == AHDLC_ESCAPE) {
+            break;
+        }
         unsigned int consumed = 0;
         sSharedBuffer* packet = HDLCDecode(window.Set(mBuffer + at, size), &consumed);
         if (consumed == 0) {

@@ -22,7 +22,7 @@ public:
 
 class cFrameDecoder {
 public:
-    static const size_t kChunkSize = 1 << 20;  // largest read handed in at once
+    static constexpr size_t kChunkSize = 1 << 20;  // largest read handed in at once
 
     cFrameDecoder();
     ~cFrameDecoder();

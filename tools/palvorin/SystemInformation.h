@@ -28,8 +28,8 @@ tBits EncodeSIB18(unsigned int cells, unsigned int mcc, unsigned int mnc);
 // indices and lengths are given as they are meant (from 1).
 class cSystemInformation {
 public:
-    static const unsigned int kDataFixed = 222;     // data bits of a first, subsequent or last segment
-    static const unsigned int kDataComplete = 226;  // data bits of a complete SIB
+    static constexpr unsigned int kDataFixed = 222;     // data bits of a first, subsequent or last segment
+    static constexpr unsigned int kDataComplete = 226;  // data bits of a complete SIB
 
     // SystemInformation-BCH: SFN prime and payload choice; the message fills a 246-bit transport block.
     static cSystemInformation BCH(unsigned int sfnPrime, unsigned int payload);
