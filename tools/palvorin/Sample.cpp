@@ -1,8 +1,8 @@
 // palvorin sample: a synthetic raw diagnostic stream, HDLC-framed as it comes off the diagnostic port.
 // Each cycle holds log packets of several codes (over-the-air ones among them), a log configuration
-// request echoed in its response, subsystem responses (a health response, a debug-trace item response
-// wrapping a log), a paging message, and WCDMA system information on the BCH and the FACH, whole and in
-// segments. One frame in about a hundred is corrupted after framing.
+// request (the bytes of a request packet), subsystem responses (a health response, a debug-trace item
+// response wrapping a log), a paging message, and WCDMA system information on the BCH and the FACH, whole and
+// in segments. Every 97th frame is damaged after framing (one byte changed, so that its check fails).
 
 #include <cerrno>
 #include <cstdio>
