@@ -34,7 +34,7 @@ const struct {
     bool mValid;
 } kCases[] = {
     {DIAG, 2, "4b", false},
-    {DIAG, 3, "4b", true},
+    {DIAG, 3, "4b", true},  // responses and requests only
     {DIAG, 4, "4b", true},
     {DIAG, 5, "4b", false},
     // Subsystem dispatch: a version-2 response needs its 12-byte header, a request only 4 bytes.
@@ -44,7 +44,6 @@ const struct {
     {SUBSYS, 3, "80 12 03 00 00 00 00 00 00 00 00", false},
     {SUBSYS, 4, "80 12 03 00 00 00 00 00 00 00 00", true},
     {SUBSYS, 3, "80 12 03 00 00 00 00 00 00 00 00 00", true},
-    {SUBSYS, 4, "80 12 03", false},
     // Debug trace: subsystem 37, the view's command, its size rule.
     {INFO_RSP, 3, "4b 25 06 00 00 00 00 00", false},
     {INFO_RSP, 3, "4b 25 06 00 00 00 00 00 00", true},  // status 0, count 0
@@ -134,23 +133,22 @@ TEST(DiagViews, AcceptedPackets) {
     }
 }
 
-// The OTA code table and each technology's payload check, at the check's edge.
+// The OTA code table and each technology's payload check, at the check's edge (the sizes accepted at the
+// edge that are not here are rows of the OTA type table).
 TEST(DiagViews, AcceptedOTACodesAndPayloadSizes) {
     const struct {
         unsigned int mCode;
         unsigned int mPayloadSize;
         bool mValid;
     } cases[] = {
-        {0x1004, 2, true},  {0x1004, 1, false},  {0x1004, 0, false}, {0x1008, 2, true},  {0x1090, 2, true},
-        {0x1091, 2, true},  {0x10D6, 2, true},   {0x10D8, 1, false}, {0x1388, 3, false}, {0x1388, 4, true},
-        {0x1389, 3, false}, {0x138A, 8, false},  {0x138B, 2, true},  {0x138D, 1, false}, {0x1003, 8, false},
-        {0x1009, 8, false}, {0x1076, 11, false}, {0x1076, 12, true}, {0x107C, 12, true}, {0x107B, 12, false},
-        {0x1085, 1, false}, {0x1085, 2, true},   {0x1086, 2, true},  {0x512F, 1, false}, {0x512F, 2, true},
-        {0x5226, 2, true},  {0x5230, 2, true},   {0x713A, 6, false}, {0x713A, 7, true},  {0x7B3A, 7, false},
-        {0x7B3A, 8, true},  {0x141B, 0, false},  {0x141B, 1, true},  {0x141C, 1, true},  {0x149F, 0, false},
-        {0x149F, 1, true},  {0x1048, 0, true},   {0x1049, 3, true},  {0x104C, 0, true},  {0x104D, 0, true},
-        {0x1052, 0, true},  {0x1053, 0, true},   {0xA000, 0, true},  {0xA100, 0, true},  {0xA103, 0, true},
-        {0xA104, 0, false}, {0xB0C0, 30, false},
+        {0x1004, 1, false},  {0x1004, 0, false}, {0x1091, 2, true},   {0x10D8, 1, false}, {0x1388, 3, false},
+        {0x1389, 3, false},  {0x138A, 8, false}, {0x138D, 1, false},  {0x1003, 8, false}, {0x1009, 8, false},
+        {0x1076, 11, false}, {0x107C, 12, true}, {0x107B, 12, false}, {0x1085, 1, false}, {0x1085, 2, true},
+        {0x1086, 2, true},   {0x512F, 1, false}, {0x512F, 2, true},   {0x5226, 2, true},  {0x5230, 2, true},
+        {0x713A, 6, false},  {0x7B3A, 7, false}, {0x141B, 0, false},  {0x141B, 1, true},  {0x141C, 1, true},
+        {0x149F, 0, false},  {0x149F, 1, true},  {0x1048, 0, true},   {0x1049, 3, true},  {0x104C, 0, true},
+        {0x104D, 0, true},   {0x1052, 0, true},  {0x1053, 0, true},   {0xA000, 0, true},  {0xA100, 0, true},
+        {0xA103, 0, true},   {0xA104, 0, false}, {0xB0C0, 30, false},
     };
     for (const auto& c : cases) {
         cHeldBuffer buffer(LogPacket(c.mCode, Bytes(c.mPayloadSize, 0x01)), 3);

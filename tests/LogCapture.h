@@ -13,7 +13,6 @@ struct sLogLine {
     std::string mTag;
     char mPriority;
     std::string mPath;  // source path as logged, e.g. "Shared/HDLC.cpp"
-    int mLine;
     std::string mText;  // what follows "path:line: "
 };
 
@@ -29,17 +28,15 @@ public:
     // Stops capturing and returns the log lines seen (other stderr output is dropped).
     std::vector<sLogLine> Lines() {
         mStopped = true;
-        const std::string captured = testing::internal::GetCapturedStderr();
         // liblog on a host: "tag I date time pid tid message"; the stand-in: "tag I message".
         static const std::regex kLine(
-            R"(^(\S+) ([VDIWEF]) (?:.*? )??([A-Za-z0-9_./-]+\.(?:cpp|h)):(\d+): (.*)$)");
+            R"(^(\S+) ([VDIWEF]) (?:.*? )??([A-Za-z0-9_./-]+\.(?:cpp|h)):\d+: (.*)$)");
         std::vector<sLogLine> lines;
-        std::istringstream in(captured);
-        std::string text;
-        while (std::getline(in, text)) {
-            std::smatch match;
+        std::istringstream in(testing::internal::GetCapturedStderr());
+        std::smatch match;
+        for (std::string text; std::getline(in, text);) {
             if (std::regex_match(text, match, kLine)) {
-                lines.push_back({match[1], match[2].str()[0], match[3], std::stoi(match[4]), match[5]});
+                lines.push_back({match[1], match[2].str()[0], match[3], match[4]});
             }
         }
         return lines;

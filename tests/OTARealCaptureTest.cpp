@@ -10,20 +10,17 @@
 
 namespace {
 
+using Counts = std::map<unsigned int, unsigned int>;
+
 std::vector<Bytes> ReadPackets(const std::string& name) {
     std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name);
     std::vector<Bytes> packets;
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line; std::getline(in, line);) {
         if (!line.empty() && line[0] != '#') {
             packets.push_back(Hex(line));
         }
     }
     return packets;
-}
-
-unsigned int CodeOf(const Bytes& packet) {
-    return packet[6] | (packet[7] << 8);
 }
 
 TEST(OTARealCapture, OtherTechnologiesValidateButShortEvDoPayloads) {
@@ -34,19 +31,18 @@ TEST(OTARealCapture, OtherTechnologiesValidateButShortEvDoPayloads) {
         cHeldBuffer buffer(packet, 3);
         sDiagOTALog view(buffer.get());
         ASSERT_TRUE(sDiagLog(buffer.get()).IsValid());
-        const unsigned int code = CodeOf(packet);
+        const unsigned int code = packet[6] | (packet[7] << 8);
         // The 0x1077 and 0x1079 packets with an 11-byte payload are below the 12-byte minimum.
         const bool tooShort = (code == 0x1077 || code == 0x1079) && packet.size() == 16 + 11;
         EXPECT_EQ(view.IsValid(), !tooShort) << std::hex << code;
-        rejected += tooShort ? 1 : 0;
         EXPECT_EQ(view.GetOTAType().empty(), tooShort || code == 0x1085 || code == 0x1086)
             << std::hex << code;
+        rejected += tooShort ? 1 : 0;
     }
     EXPECT_EQ(rejected, 8u);
 }
 
 TEST(OTARealCapture, HandDecodedMessages) {
-    // The first packet of each capture group, decoded from the message bytes by hand.
     const struct {
         const char* mPacket;
         std::vector<unsigned int> mType;
@@ -66,26 +62,22 @@ TEST(OTARealCapture, HandDecodedMessages) {
 TEST(OTARealCapture, WCDMAChannelTypesAndBroadcastChoicesMatchTheCaptureCounts) {
     const std::vector<Bytes> packets = ReadPackets("wcdma_412f.txt");
     ASSERT_EQ(packets.size(), 623u);
-    std::map<unsigned int, unsigned int> channels;
-    std::map<unsigned int, unsigned int> broadcastChoices;
+    Counts channels, broadcastChoices;
     for (const Bytes& packet : packets) {
         cHeldBuffer buffer(packet, 3);
-        sDiagOTALog view(buffer.get());
-        ASSERT_TRUE(view.IsValid());
-        const std::vector<unsigned int> type = view.GetOTAType();
-        ASSERT_EQ(type.size(), 2u) << "every message has a readable choice";
+        const std::vector<unsigned int> type = sDiagOTALog(buffer.get()).GetOTAType();
+        ASSERT_EQ(type.size(), 2u) << "every message is valid and has a readable choice";
         ++channels[type[0]];
         if (type[0] == 4) {
             ++broadcastChoices[type[1]];
         }
     }
-    EXPECT_EQ(channels, (std::map<unsigned int, unsigned int>{{0, 6}, {1, 172}, {2, 5}, {3, 109}, {4, 331}}));
+    EXPECT_EQ(channels, (Counts{{0, 6}, {1, 172}, {2, 5}, {3, 109}, {4, 331}}));
     // System information on the broadcast channel by payload choice: noSegment, firstSegment,
     // subsequentSegment, lastSegmentShort, lastAndFirst, lastAndComplete, completeSIB-List,
     // completeAndFirst, lastSegment.
     EXPECT_EQ(broadcastChoices,
-              (std::map<unsigned int, unsigned int>{
-                  {0, 2}, {1, 17}, {2, 62}, {3, 48}, {4, 6}, {5, 23}, {7, 102}, {8, 70}, {10, 1}}));
+              (Counts{{0, 2}, {1, 17}, {2, 62}, {3, 48}, {4, 6}, {5, 23}, {7, 102}, {8, 70}, {10, 1}}));
 }
 
 TEST(OTARealCapture, NewerWCDMALayoutIsRejected) {

@@ -22,7 +22,6 @@ TEST(ProtocolBuffer, UsableBufferIsReferencedAndReleased) {
     EXPECT_FALSE(empty.IsValid());
     EXPECT_EQ(empty.mBuffer, nullptr);
     EXPECT_EQ(empty.mCreated.tm_year, 0);
-    EXPECT_EQ(empty.mCreated.tm_mday, 0);
 }
 
 TEST(ProtocolBuffer, UnusableBufferIsNeitherKeptNorReferenced) {
@@ -50,38 +49,28 @@ TEST(ProtocolBuffer, HeldBufferThatBecameUnusableIsNotReleased) {
     buffer->Release();
 }
 
-TEST(ProtocolBuffer, CopyTakesItsOwnReference) {
-    cHeldBuffer buffer(Hex("4b 25 07 00"), 4);
-    sDiagBuffer view(buffer.get());
-    {
-        sDiagBuffer copy(view);
-        EXPECT_TRUE(copy.IsValid());
-        EXPECT_EQ(copy.mBuffer, buffer.get());
-        EXPECT_EQ(buffer.Others(), 2u);
-    }
-    EXPECT_EQ(buffer.Others(), 1u);
-
-    sDiagBuffer invalid(nullptr);
-    sDiagBuffer copyOfInvalid(invalid);
-    EXPECT_FALSE(copyOfInvalid.IsValid());
-    EXPECT_EQ(copyOfInvalid.mBuffer, nullptr);
-}
-
-TEST(ProtocolBuffer, AssignmentMovesTheReferenceAndAddsOneForTheSameBuffer) {
+TEST(ProtocolBuffer, CopyAndAssignmentCountReferences) {
     cHeldBuffer first(Hex("4b 25 07 00"), 3);
     cHeldBuffer second(Hex("10 00 00 00"), 3);
     sDiagBuffer a(first.get());
     sDiagBuffer b(second.get());
+    {
+        sDiagBuffer copy(a);
+        EXPECT_EQ(copy.mBuffer, first.get());
+        EXPECT_EQ(first.Others(), 2u);
+    }
+    EXPECT_EQ(first.Others(), 1u);
 
     a = b;
     EXPECT_EQ(first.Others(), 0u);
     EXPECT_EQ(second.Others(), 2u);
     EXPECT_EQ(a.mBuffer, second.get());
-
     a = b;  // both views already hold the buffer: deliberately one reference more
     EXPECT_EQ(second.Others(), 3u);
 
     sDiagBuffer invalid(nullptr);
+    sDiagBuffer copyOfInvalid(invalid);
+    EXPECT_EQ(copyOfInvalid.mBuffer, nullptr);
     b = invalid;  // gives back b's reference, takes none
     EXPECT_EQ(second.Others(), 2u);
     EXPECT_FALSE(b.IsValid());
@@ -89,34 +78,16 @@ TEST(ProtocolBuffer, AssignmentMovesTheReferenceAndAddsOneForTheSameBuffer) {
     second->Release();  // the extra reference of the same-buffer assignment
 }
 
-TEST(DiagBuffer, ProtocolTypeNarrowsAndBaseValidateWidensAgain) {
-    const struct {
-        unsigned int mProtocol;
-        bool mValid;
-    } cases[] = {{2, false}, {3, true}, {4, true}, {5, false}};
-    for (const auto& c : cases) {
-        cHeldBuffer buffer(Hex("4b"), c.mProtocol);
-        sDiagBuffer view(buffer.get());
-        EXPECT_EQ(view.IsValid(), c.mValid) << c.mProtocol;
-        EXPECT_EQ(view.Validate(), c.mValid);
-        EXPECT_TRUE(view.sProtocolBuffer::Validate()) << "the buffer itself is usable";
-        EXPECT_EQ(view.Validate(), c.mValid);
-        EXPECT_EQ(buffer.Others(), 1u) << "an invalid view on a usable buffer still holds it";
-    }
-}
-
-TEST(DiagBuffer, DerivedValidationNeverWidens) {
+TEST(DiagBuffer, ValidationNarrowsAndNeverWidensAgain) {
     cHeldBuffer buffer(Hex("4b 25 07 00"), 5);
     sDiagSubsystemCmd view(buffer.get());
     EXPECT_FALSE(view.IsValid());
+    EXPECT_EQ(buffer.Others(), 1u) << "an invalid view on a usable buffer still holds it";
     buffer->mProtocol = 3;
     EXPECT_FALSE(view.Validate()) << "a view found invalid stays invalid";
-    EXPECT_TRUE(view.sProtocolBuffer::Validate());
+    EXPECT_TRUE(view.sProtocolBuffer::Validate()) << "the buffer itself is usable: widened again";
     sProtocolBuffer* base = &view;
     EXPECT_TRUE(base->Validate()) << "dispatched to sDiagSubsystemCmd, which now accepts the packet";
-    unsigned int cmd = 0;
-    EXPECT_TRUE(view.GetSubsystemCmd(cmd));
-    EXPECT_EQ(cmd, 7u);
 }
 
 TEST(DiagBuffer, ErrorResponseCodes) {
@@ -141,9 +112,9 @@ TEST(DiagBuffer, BuildBufferCapsThePacketAndSetsTheProtocolType) {
     EXPECT_EQ(request->mProtocol, 4u);
     EXPECT_EQ(request->mData[0], 0x4B);
     EXPECT_EQ(request->mData[8207], 0xA5);
-    for (unsigned int i = 0; i < SHARED_BUFFER_GUARD_SIZE; ++i) {
-        ASSERT_EQ(request->mData[8208 + i], 0) << "guard byte " << i;
-    }
+    EXPECT_EQ(Bytes(request->mData + 8208, request->mData + 8208 + SHARED_BUFFER_GUARD_SIZE),
+              Bytes(SHARED_BUFFER_GUARD_SIZE, 0))
+        << "zeroed guard tail";
 
     sSharedBuffer* single = sDiagBuffer::BuildBuffer(DIAG_CMD_LOG, false, nullptr, 50);
     EXPECT_EQ(single->mRefCount, 0u);

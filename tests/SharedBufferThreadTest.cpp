@@ -17,55 +17,47 @@ struct sCounted : sSharedBuffer {
     std::atomic<int>* mDestroyed;
 };
 
+template <typename Work>
+void OnThreads(int count, Work work) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; ++t) {
+        threads.emplace_back(work, t);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
 TEST(SharedBufferThreads, ConcurrentAddRefAndReleaseKeepExactCounts) {
-    const int kThreads = 4;
-    const int kBuffers = 8;
-    const int kRounds = 20000;
+    const int kThreads = 4, kBuffers = 8;
     std::atomic<int> destroyed{0};
     std::vector<sSharedBuffer*> buffers;
     for (int i = 0; i < kBuffers; ++i) {
         buffers.push_back(new sCounted(&destroyed));
         buffers.back()->AddRef();  // the test's own reference
     }
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&buffers, t] {
-            for (int round = 0; round < kRounds; ++round) {
-                sSharedBuffer* buffer = buffers[static_cast<size_t>((round + t) % kBuffers)];
-                buffer->AddRef();
-                buffer->AddRef();
-                buffer->Release();
-                buffer->Release();
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    OnThreads(kThreads, [&buffers](int t) {
+        for (int round = 0; round < 20000; ++round) {
+            sSharedBuffer* buffer = buffers[static_cast<size_t>((round + t) % kBuffers)];
+            buffer->AddRef();
+            buffer->AddRef();
+            buffer->Release();
+            buffer->Release();
+        }
+    });
     for (sSharedBuffer* buffer : buffers) {
         EXPECT_EQ(buffer->mRefCount, 1u);
+        for (int t = 1; t < kThreads; ++t) {
+            buffer->AddRef();  // one reference per thread, the test's own included
+        }
     }
     EXPECT_EQ(destroyed.load(), 0);
-
-    // Each thread then holds one reference to every buffer and lets go at the same time: exactly one
-    // release per buffer destroys it.
-    for (sSharedBuffer* buffer : buffers) {
-        for (int t = 0; t < kThreads; ++t) {
-            buffer->AddRef();
+    // Every thread lets go of its reference at the same time: exactly one release per buffer destroys it.
+    OnThreads(kThreads, [&buffers](int) {
+        for (sSharedBuffer* buffer : buffers) {
+            buffer->Release();
         }
-        buffer->Release();  // drop the test's own: count kThreads
-    }
-    threads.clear();
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&buffers] {
-            for (sSharedBuffer* buffer : buffers) {
-                buffer->Release();
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    });
     EXPECT_EQ(destroyed.load(), kBuffers);
 }
 
