@@ -1,0 +1,34 @@
+// The commands of the palvorin tool. Each returns the process exit code: 0 success, 1 failure (a message
+// on standard error says why).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct sRecordOptions {
+    std::string mInput;   // a file, a FIFO or character device, or "-" for standard input
+    std::string mOutput;  // the ISF file to write
+    double mRate = 0;     // items per second for spread timestamps; 0: the time each chunk was read
+    int64_t mStart = -1;  // with mRate: time of the first item, seconds since 1970 UTC; -1: now
+    bool mQuiet = false;  // no progress line
+};
+int RunRecord(const sRecordOptions& options);
+
+int RunDump(const std::string& path, bool json);
+
+struct sVerifyOptions {
+    std::string mPath;
+    bool mAllowUnclosed = false;  // a file its writer never closed passes if it is consistent so far
+    bool mAll = false;            // list every problem, not only the first ones
+};
+int RunVerify(const sVerifyOptions& options);
+
+int RunPcap(const std::string& input, const std::string& output);
+
+struct sSampleOptions {
+    std::string mOutput;   // "-" for standard output
+    uint64_t mSizeMB = 0;  // at least this many MB (10^6 bytes); 0: one small stream
+    uint32_t mSeed = 1;
+    bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
+};
+int RunSample(const sSampleOptions& options);
