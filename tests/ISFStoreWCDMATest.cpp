@@ -44,12 +44,14 @@ TEST(ISFStoreWCDMA, RebuiltBlocksFollowTheCompletingItemAlsoAcrossTwoFilesOfOneS
     const BitString tail = PatternBits(50, 2);
     const BitString one = PatternBits(30, 3);
     const BitString two = PatternBits(200, 4);
-    const Bytes first = SI::BCH(kFirstSegment).FirstSegment(5, 2, seg).Log();
-    const Bytes lastAndComplete =
-        SI::BCH(kLastAndComplete).LastSegmentShort(5, 1, tail).CompleteSIBList({{1, one}, {2, two}}).Log();
+    const Bytes first = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(5, 2, seg).Log();
+    const Bytes lastAndComplete = SI::BCH(PAYLOAD_LAST_AND_COMPLETE)
+                                      .LastSegmentShort(5, 1, tail)
+                                      .CompleteSIBList({{1, one}, {2, two}})
+                                      .Log();
     const Bytes unrelated = LogPacket(0x1007, 6);  // over-the-air, but not WCDMA
-    const Bytes firstOfNext = SI::BCH(kFirstSegment).FirstSegment(12, 2, seg).Log();
-    const Bytes lastOfNext = SI::BCH(kLastSegmentShort).LastSegmentShort(12, 1, one).Log();
+    const Bytes firstOfNext = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(12, 2, seg).Log();
+    const Bytes lastOfNext = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(12, 1, one).Log();
     cTempDir dir;
     cISFStore store;
     ASSERT_EQ(store.OpenNewFileStore(dir.File("one.isf").c_str()), 0u);

@@ -1,7 +1,8 @@
 // Writes WCDMA RRC SYSTEM INFORMATION messages field by field, most significant bit first, as the network
 // sends them (unaligned PER), and wraps them in 0x412F logs. A test then reads like the message it sends:
 //
-//   cSIMessageWriter::BCH(kLastAndFirst).LastSegmentShort(19, 2, tail).FirstSegmentShort(5, 3, head).Log()
+//   cSIMessageWriter::BCH(PAYLOAD_LAST_AND_FIRST).LastSegmentShort(19, 2, tail).FirstSegmentShort(5, 3,
+//   head).Log()
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,27 +13,13 @@
 #include <vector>
 
 #include "bits/BitPacker.h"
+#include "wcdma/WCDMARRCFormat.h"
 
 namespace wcdma_test {
 
 using Bytes = std::vector<unsigned char>;
 // SIB data as a string of '0' and '1', first bit first.
 using BitString = std::string;
-
-// Payload choices, numbered as in the message.
-enum ePayload : unsigned int {
-    kNoSegment = 0,
-    kFirstSegment = 1,
-    kSubsequentSegment = 2,
-    kLastSegmentShort = 3,
-    kLastAndFirst = 4,
-    kLastAndComplete = 5,
-    kLastAndCompleteAndFirst = 6,
-    kCompleteSIBList = 7,
-    kCompleteAndFirst = 8,
-    kCompleteSIB = 9,
-    kLastSegment = 10,
-};
 
 // `count` bits of a fixed pseudo-random pattern, different for each seed.
 inline BitString PatternBits(unsigned int count, unsigned int seed) {

@@ -65,7 +65,7 @@ TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
     // 16 SIBs, the most a list holds; then a list whose 10th entry announces more bits than the message
     // holds: the first nine stay in the result.
     std::vector<std::pair<unsigned int, BitString>> sixteen;
-    SI shortList = SI::BCH(kCompleteSIBList).Field(4, 15);
+    SI shortList = SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).Field(4, 15);
     std::vector<Bytes> sixteenBuilt, nineBuilt;
     for (unsigned int i = 0; i < 16; ++i) {
         sixteen.push_back({i, PatternBits(20 + i, 100 + i)});
@@ -82,18 +82,18 @@ TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
     EXPECT_EQ(Bytes(&handWorked[16], &handWorked[21]), Bytes({254, 0x5A, 30, 0, 13}));
     const sSequence cases[] = {
         {"BCH complete SIB",
-         {SI::BCH(kCompleteSIB, 1234).CompleteSIB(13, kWhole).Log(0x5A)},
+         {SI::BCH(PAYLOAD_COMPLETE_SIB, 1234).CompleteSIB(13, kWhole).Log(0x5A)},
          {RebuiltLog(254, 0x5A, 13, kWhole)}},
         {"FACH complete SIB",
-         {SI::FACH(kCompleteSIB).CompleteSIB(13, kWhole).Log(0x5A)},
+         {SI::FACH(PAYLOAD_COMPLETE_SIB).CompleteSIB(13, kWhole).Log(0x5A)},
          {RebuiltLog(255, 0x5A, 13, kWhole)}},
-        {"BCH list", {SI::BCH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, bchList},
-        {"FACH list", {SI::FACH(kCompleteSIBList).CompleteSIBList(list).Log(3)}, fachList},
-        {"list of 16", {SI::BCH(kCompleteSIBList).CompleteSIBList(sixteen).Log()}, sixteenBuilt},
+        {"BCH list", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(list).Log(3)}, bchList},
+        {"FACH list", {SI::FACH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(list).Log(3)}, fachList},
+        {"list of 16", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(sixteen).Log()}, sixteenBuilt},
         {"list that runs short", {shortList.Log()}, nineBuilt},
         // The 8-bit length wraps: 255 stands for 0 bits, and the next entry follows at once.
         {"length field 255",
-         {SI::BCH(kCompleteSIBList)
+         {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST)
               .Field(4, 1)
               .Field(5, 6)
               .Field(8, 255)
@@ -115,22 +115,25 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
     for (unsigned int i = 0; i < 16; ++i) {
         many.push_back(PatternBits(222, 200 + i));
         sixteenBits += many[i];
-        sixteen.mLogs.push_back(i == 0   ? SI::BCH(kFirstSegment).FirstSegment(19, 16, many[0]).Log()
-                                : i < 15 ? SI::BCH(kSubsequentSegment).SubsequentSegment(19, i, many[i]).Log()
-                                         : SI::BCH(kLastSegment).LastSegment(19, 15, many[15]).Log());
+        sixteen.mLogs.push_back(
+            i == 0   ? SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(19, 16, many[0]).Log()
+            : i < 15 ? SI::BCH(PAYLOAD_SUBSEQUENT_SEGMENT).SubsequentSegment(19, i, many[i]).Log()
+                     : SI::BCH(PAYLOAD_LAST_SEGMENT).LastSegment(19, 15, many[15]).Log());
     }
     sixteen.mBuilt = {BCHRebuilt(19, sixteenBits)};
-    const Bytes first2 = SI::BCH(kFirstSegment).FirstSegment(11, 2, kSeg1).Log();
-    const Bytes first3 = SI::BCH(kFirstSegment).FirstSegment(11, 3, kSeg1).Log();
-    const Bytes sub1 = SI::BCH(kSubsequentSegment).SubsequentSegment(11, 1, kSeg2).Log();
-    const Bytes last1 = SI::BCH(kLastSegment).LastSegment(11, 1, kSeg2).Log();
-    const Bytes shortLast1 = SI::BCH(kLastSegmentShort).LastSegmentShort(11, 1, kTail).Log();
-    const Bytes shortLast2 = SI::BCH(kLastSegmentShort).LastSegmentShort(11, 2, kTail).Log();
+    const Bytes first2 = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(11, 2, kSeg1).Log();
+    const Bytes first3 = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(11, 3, kSeg1).Log();
+    const Bytes sub1 = SI::BCH(PAYLOAD_SUBSEQUENT_SEGMENT).SubsequentSegment(11, 1, kSeg2).Log();
+    const Bytes last1 = SI::BCH(PAYLOAD_LAST_SEGMENT).LastSegment(11, 1, kSeg2).Log();
+    const Bytes shortLast1 = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(11, 1, kTail).Log();
+    const Bytes shortLast2 = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(11, 2, kTail).Log();
     const auto firstFive = [](bool bch, const BitString& bits, unsigned char header) {
-        return (bch ? SI::BCH(kFirstSegment) : SI::FACH(kFirstSegment)).FirstSegment(5, 2, bits).Log(header);
+        return (bch ? SI::BCH(PAYLOAD_FIRST_SEGMENT) : SI::FACH(PAYLOAD_FIRST_SEGMENT))
+            .FirstSegment(5, 2, bits)
+            .Log(header);
     };
     const auto lastFive = [](bool bch, const BitString& bits, unsigned char header) {
-        return (bch ? SI::BCH(kLastSegmentShort) : SI::FACH(kLastSegmentShort))
+        return (bch ? SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT) : SI::FACH(PAYLOAD_LAST_SEGMENT_SHORT))
             .LastSegmentShort(5, 1, bits)
             .Log(header);
     };
@@ -140,10 +143,10 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
         {"three, short last", {first3, sub1, shortLast2}, {BCHRebuilt(11, kSeg1 + kSeg2 + kTail)}},
         sixteen,
         {"first segment of count 1",
-         {SI::BCH(kFirstSegment).FirstSegment(4, 1, kSeg1).Log()},
+         {SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(4, 1, kSeg1).Log()},
          {BCHRebuilt(4, kSeg1)}},
         {"skipped index: index 3 erases the SIB, its last segment is ignored",
-         {first3, SI::BCH(kSubsequentSegment).SubsequentSegment(11, 3, kSeg2).Log(), shortLast2},
+         {first3, SI::BCH(PAYLOAD_SUBSEQUENT_SEGMENT).SubsequentSegment(11, 3, kSeg2).Log(), shortLast2},
          {}},
         {"last segments with no entry", {last1, sub1}, {}},
         {"last segment too early erases the SIB", {first3, last1}, {}},
@@ -152,10 +155,10 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
          {BCHRebuilt(11, kSeg1 + kSeg2)},
          1},
         {"then the next index ends it without output",
-         {first2, sub1, SI::BCH(kLastSegment).LastSegment(11, 2, kSeg3).Log()},
+         {first2, sub1, SI::BCH(PAYLOAD_LAST_SEGMENT).LastSegment(11, 2, kSeg3).Log()},
          {BCHRebuilt(11, kSeg1 + kSeg2)}},
         {"a new first segment replaces the open SIB",
-         {first3, sub1, SI::BCH(kFirstSegment).FirstSegment(11, 2, kSeg3).Log(), shortLast1},
+         {first3, sub1, SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(11, 2, kSeg3).Log(), shortLast1},
          {BCHRebuilt(11, kSeg3 + kTail)}},
         {"channel and header byte keep SIBs apart",
          {firstFive(true, kSeg1, 0), firstFive(false, kSeg2, 0), firstFive(true, kSeg3, 1),
@@ -174,19 +177,19 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
     const BitString two = PatternBits(8, 64);
     const std::vector<std::pair<unsigned int, BitString>> list = {{20, one}, {21, two}};
     const Bytes listBuilt[] = {BCHRebuilt(20, one), BCHRebuilt(21, two)};
-    const Bytes finishSecond = SI::BCH(kLastSegmentShort).LastSegmentShort(2, 1, rest).Log();
+    const Bytes finishSecond = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(2, 1, rest).Log();
     const auto lastAndFirst = [](unsigned int lastIndex) {
-        return SI::BCH(kLastAndFirst)
+        return SI::BCH(PAYLOAD_LAST_AND_FIRST)
             .LastSegmentShort(1, lastIndex, kTail)
             .FirstSegmentShort(2, 2, kHead)
             .Log();
     };
     const auto firstOne = [](unsigned int count) {
-        return SI::BCH(kFirstSegment).FirstSegment(1, count, kSeg1).Log();
+        return SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(1, count, kSeg1).Log();
     };
     // 15 + 5 + 4 bits: the index is there, the 8-bit length is not.
-    const Bytes cutCombined = SI::BCH(kLastAndFirst).Field(5, 1).Field(4, 0).Log();
-    const Bytes cutAlone = SI::BCH(kLastSegmentShort).Field(5, 1).Field(4, 0).Log();
+    const Bytes cutCombined = SI::BCH(PAYLOAD_LAST_AND_FIRST).Field(5, 1).Field(4, 0).Log();
+    const Bytes cutAlone = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).Field(5, 1).Field(4, 0).Log();
     const sSequence cases[] = {
         {"lastAndFirst joins both",
          {firstOne(2), lastAndFirst(1), finishSecond},
@@ -201,12 +204,12 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
          {firstOne(3), lastAndFirst(1), finishSecond},
          {BCHRebuilt(2, kHead + rest)}},
         {"lastAndComplete",
-         {SI::BCH(kFirstSegment).FirstSegment(3, 2, kSeg1).Log(),
-          SI::BCH(kLastAndComplete).LastSegmentShort(3, 1, kTail).CompleteSIBList(list).Log()},
+         {SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(3, 2, kSeg1).Log(),
+          SI::BCH(PAYLOAD_LAST_AND_COMPLETE).LastSegmentShort(3, 1, kTail).CompleteSIBList(list).Log()},
          {BCHRebuilt(3, kSeg1 + kTail), listBuilt[0], listBuilt[1]}},
         {"completeAndFirst, then lastAndCompleteAndFirst ending with a first segment of count 1",
-         {SI::BCH(kCompleteAndFirst).CompleteSIBList(list).FirstSegmentShort(3, 2, kHead).Log(),
-          SI::BCH(kLastAndCompleteAndFirst)
+         {SI::BCH(PAYLOAD_COMPLETE_AND_FIRST).CompleteSIBList(list).FirstSegmentShort(3, 2, kHead).Log(),
+          SI::BCH(PAYLOAD_LAST_AND_COMPLETE_AND_FIRST)
               .LastSegmentShort(3, 1, kTail)
               .CompleteSIBList(list)
               .FirstSegmentShort(9, 1, one)
@@ -223,7 +226,7 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
 }
 
 TEST(WCDMARRCAccumulator, InputsThatYieldNothing) {
-    const Bytes whole = SI::BCH(kCompleteSIB).CompleteSIB(1, kWhole).Log();
+    const Bytes whole = SI::BCH(PAYLOAD_COMPLETE_SIB).CompleteSIB(1, kWhole).Log();
     const auto with = [&whole](size_t offset, unsigned char value) {
         Bytes log = whole;
         log[offset] = value;
@@ -236,14 +239,14 @@ TEST(WCDMARRCAccumulator, InputsThatYieldNothing) {
         {"channel type 3", {with(16, 3)}},
         {"channel type 6", {with(16, 6)}},
         {"rebuilt log handed back", {BCHRebuilt(1, kWhole)}},
-        {"FACH message type 1", {SI::FACH(kCompleteSIB, 1).CompleteSIB(1, kWhole).Log()}},
-        {"no segment", {SI::BCH(kNoSegment).CompleteSIB(1, kWhole).Log()}},
+        {"FACH message type 1", {SI::FACH(PAYLOAD_COMPLETE_SIB, 1).CompleteSIB(1, kWhole).Log()}},
+        {"no segment", {SI::BCH(PAYLOAD_NO_SEGMENT).CompleteSIB(1, kWhole).Log()}},
         {"spare choice 11", {SI::BCH(11).CompleteSIB(1, kWhole).Log()}},
         {"spare choice 15", {SI::BCH(15).CompleteSIB(1, kWhole).Log()}},
         {"complete SIB short of 226 bits",
-         {SI::FACH(kCompleteSIB).CompleteSIB(1, PatternBits(218, 9)).Log()}},
+         {SI::FACH(PAYLOAD_COMPLETE_SIB).CompleteSIB(1, PatternBits(218, 9)).Log()}},
         {"first segment of count 1 short of 222 bits",
-         {SI::BCH(kFirstSegment).FirstSegment(1, 1, PatternBits(210, 1)).Log()}},
+         {SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(1, 1, PatternBits(210, 1)).Log()}},
     };
     for (const sSequence& c : cases) {
         Replay(c);

@@ -17,6 +17,7 @@
 #include "jni/ISFClassify.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/SystemInformation.h"
+#include "wcdma/WCDMARRCFormat.h"
 
 namespace {
 
@@ -31,15 +32,6 @@ const unsigned int kUMTSNASLog = 0x713A;
 // Diagnostic time advances by about 20 ms (16 periods of 1.25 ms) per packet.
 const unsigned long long kTimeStep = 16ULL << 16;
 const unsigned int kPlainPayload = 84;  // a 100-byte log packet
-
-enum ePayloadChoice : unsigned int {
-    kFirstSegment = 1,
-    kSubsequentSegment = 2,
-    kLastSegmentShort = 3,
-    kCompleteSIBList = 7,
-    kCompleteAndFirst = 8,
-    kCompleteSIB = 9,
-};
 
 class cSampleWriter {
 public:
@@ -157,35 +149,35 @@ private:
         const tBits bigSib2 = EncodeSIB2({1, 2, 3, 4, 5, 6, 7, 8});
         const tBits smallSib18 = EncodeSIB18(9, 1, 2);
 
-        cSystemInformation list = Next(kCompleteSIBList);
+        cSystemInformation list = Next(PAYLOAD_COMPLETE_SIB_LIST);
         list.CompleteList({{SIB_TYPE_7, &sib7}, {SIB_TYPE_2, &sib2}});
         Send(list);
 
         const unsigned int segments = static_cast<unsigned int>(
             (bigSib18.size() + cSystemInformation::kDataFixed - 1) / cSystemInformation::kDataFixed);
-        cSystemInformation first = Next(kFirstSegment);
+        cSystemInformation first = Next(PAYLOAD_FIRST_SEGMENT);
         first.FirstSegment(SIB_TYPE_18, segments, bigSib18, 0);
         Send(first);
         for (unsigned int index = 1; index + 1 < segments; ++index) {
-            cSystemInformation middle = Next(kSubsequentSegment);
+            cSystemInformation middle = Next(PAYLOAD_SUBSEQUENT_SEGMENT);
             middle.SubsequentSegment(SIB_TYPE_18, index, bigSib18, index * cSystemInformation::kDataFixed);
             Send(middle);
         }
-        cSystemInformation last = Next(kLastSegmentShort);
+        cSystemInformation last = Next(PAYLOAD_LAST_SEGMENT_SHORT);
         last.LastSegmentShort(SIB_TYPE_18, segments - 1, bigSib18,
                               (segments - 1) * cSystemInformation::kDataFixed);
         Send(last);
 
         const size_t head = bigSib2.size() / 2;
-        cSystemInformation completeAndFirst = Next(kCompleteAndFirst);
+        cSystemInformation completeAndFirst = Next(PAYLOAD_COMPLETE_AND_FIRST);
         completeAndFirst.CompleteList({{SIB_TYPE_7, &sib7}});
         completeAndFirst.FirstSegmentShort(SIB_TYPE_2, 2, bigSib2, head);
         Send(completeAndFirst);
-        cSystemInformation tail = Next(kLastSegmentShort);
+        cSystemInformation tail = Next(PAYLOAD_LAST_SEGMENT_SHORT);
         tail.LastSegmentShort(SIB_TYPE_2, 1, bigSib2, head);
         Send(tail);
 
-        cSystemInformation complete = Next(kCompleteSIB);
+        cSystemInformation complete = Next(PAYLOAD_COMPLETE_SIB);
         complete.CompleteSIB(SIB_TYPE_18, smallSib18);
         Send(complete);
     }
@@ -193,14 +185,14 @@ private:
     // The FACH carries a complete list and a SIB 18 in two segments.
     void BroadcastFACH() {
         const tBits sib7 = EncodeSIB7(-90, {8});
-        cSystemInformation list = cSystemInformation::FACH(kCompleteSIBList);
+        cSystemInformation list = cSystemInformation::FACH(PAYLOAD_COMPLETE_SIB_LIST);
         list.CompleteList({{SIB_TYPE_7, &sib7}});
         Send(list);
         const tBits sib18 = EncodeSIB18(15, 1, 3);
-        cSystemInformation first = cSystemInformation::FACH(kFirstSegment);
+        cSystemInformation first = cSystemInformation::FACH(PAYLOAD_FIRST_SEGMENT);
         first.FirstSegment(SIB_TYPE_18, 2, sib18, 0);
         Send(first);
-        cSystemInformation last = cSystemInformation::FACH(kLastSegmentShort);
+        cSystemInformation last = cSystemInformation::FACH(PAYLOAD_LAST_SEGMENT_SHORT);
         last.LastSegmentShort(SIB_TYPE_18, 1, sib18, cSystemInformation::kDataFixed);
         Send(last);
     }
