@@ -13,10 +13,6 @@
 
 namespace {
 
-// FILETIME of 1980-01-06 00:00:00 UTC, the start of CDMA system time.
-const unsigned long long kCDMAEpoch = 119604384000000000ULL;
-const unsigned long long kFiletimePerCDMAPeriod = 12500;  // 1.25 ms
-
 cISFFileStreamFactory gFileStreams;
 
 class cLockGuard {
@@ -35,24 +31,6 @@ bool IsOpen(const cISFStream* stream) {
 }
 
 }  // namespace
-
-void FiletimeToCDMA(FILETIME time, unsigned long long& out) {
-    if (time < kCDMAEpoch) {
-        out = 0;
-        return;
-    }
-    const unsigned long long d = time - kCDMAEpoch;
-    out = ((d / kFiletimePerCDMAPeriod) << 16) + (d % kFiletimePerCDMAPeriod) * 12288 / 3125;
-}
-
-FILETIME CurrentFiletime() {
-    timeval now;
-    if (gettimeofday(&now, nullptr) != 0) {
-        return 0;
-    }
-    return static_cast<FILETIME>(now.tv_sec) * 10000000ULL + static_cast<FILETIME>(now.tv_usec) * 10ULL +
-           FILETIME_UNIX_EPOCH;
-}
 
 cISFStore::cISFStore(cISFStreamFactory* streams)
     : mFile(nullptr),

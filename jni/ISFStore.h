@@ -20,6 +20,7 @@
 #include "jni/ISFClassify.h"
 #include "jni/ISFFormat.h"
 #include "jni/ISFStream.h"
+#include "jni/ISFTime.h"
 #include "wcdma/WCDMARRCAccumulator.h"
 
 const unsigned int ISF_STATUS_OK = 0;
@@ -29,13 +30,6 @@ const unsigned int ISF_STATUS_INVALID_ITEM = 22;
 const unsigned int ISF_STATUS_BAD_ARGUMENTS = 160;
 
 const unsigned int ISF_DEFAULT_WRITE_CHUNK_SIZE = 16384;
-
-// Converts a FILETIME to the diagnostic (CDMA system time) format: upper 48 bits count 1.25 ms periods
-// since 1980-01-06 00:00 UTC, lower 16 bits the fraction of a period in 1/49152 units. 0 before that day.
-void FiletimeToCDMA(FILETIME time, unsigned long long& out);
-
-// The clock as a FILETIME (0 if the clock cannot be read).
-FILETIME CurrentFiletime();
 
 // One index block of the open file.
 struct sIndexBlockInfo {

@@ -64,7 +64,18 @@ TEST(FiletimeToCDMA, CountsPeriodsAndFractionsSince1980January6) {
         unsigned long long out = 12345;
         FiletimeToCDMA(c.mTime, out);
         EXPECT_EQ(out, c.mCDMA) << c.mTime;
+        if (c.mTime >= epoch) {
+            EXPECT_EQ(CDMAToFiletime(c.mCDMA), c.mTime) << c.mTime;  // the inverse, where it is one-to-one
+        }
     }
+}
+
+// The first log packet of a real capture (Apache-2.0): header time 0x00D111A5C293A78E is
+// 2015-08-01 02:11:40.984841 UTC by the published reading (1.25 ms ticks, 1/49152 fractions).
+TEST(CDMAToFiletime, ReadsARealLogHeaderTime) {
+    const FILETIME unix2015 = 1438395100ULL * 10000000ULL + FILETIME_UNIX_EPOCH;  // 2015-08-01 02:11:40
+    EXPECT_EQ(CDMAToFiletime(0x00D111A5C293A78EULL) - unix2015, 9848408ULL);      // .9848408 s, in 100 ns
+    EXPECT_EQ(CDMAToFiletime(0xFFFF) - CDMAToFiletime(0), 12499ULL);  // a fraction past 49148: last step
 }
 
 }  // namespace
