@@ -19,17 +19,18 @@ void CheckFailureDuringItem(int itemsBefore, eStreamOp op, unsigned int nth) {
     for (int i = 0; i < itemsBefore; ++i) {
         ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 4), kT0), 0u);
     }
-    const uint32_t count = store.mItemCount;
-    const uint32_t blocks = store.mIndexBlockCount;
+    const uint32_t count = cISFStoreInspector::ItemCount(store);
+    const uint32_t blocks = cISFStoreInspector::BlockCount(store);
     streams.mScript.mFailOp = op;
     streams.mScript.mFailAt = nth;
     ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 4), kT0), 9u);
-    EXPECT_EQ(store.mItemCount, count);
+    EXPECT_EQ(cISFStoreInspector::ItemCount(store), count);
     // A new block already in place starts empty.
-    EXPECT_EQ(store.mItemsInBlock, store.mIndexBlockCount == blocks ? count - (blocks - 1) * 8192 : 0u);
+    EXPECT_EQ(cISFStoreInspector::ItemsInBlock(store),
+              cISFStoreInspector::BlockCount(store) == blocks ? count - (blocks - 1) * 8192 : 0u);
     EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 4), kT0), 9u);
     store.CloseFileStore();
-    EXPECT_EQ(store.mFile, nullptr);
+    EXPECT_FALSE(cISFStoreInspector::HasFile(store));
     const sISFFile file = ReadISFFile(path);
     EXPECT_TRUE(file.Consistent()) << Problems(file);
     EXPECT_FALSE(file.mClosed);
@@ -78,7 +79,7 @@ TEST(ISFStoreFault, FailuresWhileOpeningAreLoggedAndTheFileStaysClosable) {
     cISFStore store(&streams);
     ASSERT_EQ(store.OpenNewFileStore(dir.File("close.isf").c_str()), 0u);
     store.CloseFileStore();
-    EXPECT_EQ(store.mFile, nullptr);
+    EXPECT_FALSE(cISFStoreInspector::HasFile(store));
     EXPECT_EQ(streams.mScript.mCalls, 1u);
 }
 
@@ -94,7 +95,7 @@ TEST(ISFStoreFault, AFullDiskReports9AndNeverCrashes) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 9u);
     }
-    EXPECT_EQ(store.mItemCount, 0u);
+    EXPECT_EQ(cISFStoreInspector::ItemCount(store), 0u);
     store.CloseFileStore();
     EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 0u) << "closed: nothing to write to";
 }

@@ -207,6 +207,31 @@ TEST(ISFStore, HintsSurviveOpeningTheNextFileWhichFinishesThePrevious) {
     EXPECT_EQ(file.mItems[2].mAux, 0xCCBBAAu);
 }
 
+// Opening the file being written, under any name for it, gives exactly the new file: the old one is
+// finished first, so its table and trailer do not end up behind the new items.
+TEST(ISFStore, ReopeningTheOpenFileUnderAnyNameGivesExactlyTheNewFile) {
+    cTempDir dir;
+    const std::string path = dir.File("same.isf");
+    for (const std::string& again : {path, dir.File("./same.isf"), dir.File("link.isf")}) {
+        SCOPED_TRACE(again);
+        cISFStore store;
+        ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+        for (int i = 0; i < 50; ++i) {
+            ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 0u);
+        }
+        std::filesystem::remove(dir.File("link.isf"));
+        std::filesystem::create_hard_link(path, dir.File("link.isf"));
+        ASSERT_EQ(store.OpenNewFileStore(again.c_str()), 0u);
+        ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 2), kT0), 0u);
+        store.CloseFileStore();
+        const sISFFile file = ReadGood(path);
+        EXPECT_EQ(file.mTrailerCount, 2u);
+        EXPECT_EQ(Payloads(file, 1), std::vector<Bytes>{LogPacket(0x1234, 2)});
+        // The item lies before the block base time (the clock at the open): an 8-byte time field.
+        EXPECT_EQ(std::filesystem::file_size(path), 57562u + 8 + 18) << "nothing left of the first file";
+    }
+}
+
 // A debug-trace response (subsystem 37) to `command` (8: GetItem) carrying `inner` with `status`.
 Bytes TraceRsp(const Bytes& inner, unsigned char status = 0, unsigned char command = 8) {
     Bytes packet = {75, 37, command, 0, 0, 0, 0, 0, 2, status, 0, 0, 0};
@@ -292,7 +317,7 @@ TEST(ISFStore, SizeLimitsAndCallsWithoutAFileOrAfterAFailedOpen) {
     cISFStore store;
     const Bytes largest(16640, 0x42);
     EXPECT_EQ(Write(store, 3, largest, kT0), 0u) << "no file: nothing written, success";
-    EXPECT_EQ(store.mItemCount, 0u);
+    EXPECT_EQ(cISFStoreInspector::ItemCount(store), 0u);
     ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
     EXPECT_EQ(store.OpenNewFileStore(dir.File("missing/dir/x.isf").c_str()), 9u) << "the file stays open";
     EXPECT_EQ(store.OpenNewFileStore(nullptr), 9u);

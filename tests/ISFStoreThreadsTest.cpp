@@ -1,5 +1,8 @@
-// Several threads writing to one store: every item lands in the file exactly once, each thread's items in
-// the order it wrote them.
+// Several threads on one store: every item lands in the file exactly once, each thread's items in the
+// order it wrote them; racing opens leave every file finished and no descriptor behind.
+#include <dirent.h>
+
+#include <chrono>
 #include <thread>
 
 #include "tests/ISFTestSupport.h"
@@ -46,6 +49,70 @@ TEST(ISFStoreThreads, EveryItemOfFourWritersLandsOnceAndInOrder) {
         ++next[t];
     }
     EXPECT_EQ(next, std::vector<uint32_t>(kThreads, kItems));
+}
+
+size_t OpenDescriptors() {
+    size_t count = 0;
+    if (DIR* fds = opendir("/proc/self/fd")) {
+        while (readdir(fds) != nullptr) {
+            ++count;
+        }
+        closedir(fds);
+    }
+    return count;
+}
+
+// A file stream on a slow disk: creating and closing a file take 10 ms each, so that racing opens overlap.
+class cSlowOpenStreams : public cISFStreamFactory {
+public:
+    cISFStream* NewStream() override { return new cSlowOpenStream(); }
+
+private:
+    struct cSlowOpenStream : cISFFileStream {
+        bool Open(const char* path) override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            return cISFFileStream::Open(path);
+        }
+        void Close() override {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            cISFFileStream::Close();
+        }
+    };
+};
+
+TEST(ISFStoreThreads, RacingOpensFinishEveryFileAndLeakNoDescriptor) {
+    const int kThreads = 4;
+    const int kOpens = 8;
+    cTempDir dir;
+    const auto name = [&](int t, int i) { return dir.File(std::to_string(t) + "-" + std::to_string(i)); };
+    const size_t descriptors = OpenDescriptors();
+    {
+        cSlowOpenStreams streams;
+        cISFStore store(&streams);
+        std::vector<std::thread> openers;
+        for (int t = 0; t < kThreads; ++t) {
+            openers.emplace_back([&, t] {
+                for (int i = 0; i < kOpens; ++i) {
+                    EXPECT_EQ(store.OpenNewFileStore(name(t, i).c_str()), 0u);
+                    EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 8), kT0), 0u);
+                }
+            });
+        }
+        for (std::thread& opener : openers) {
+            opener.join();
+        }
+    }
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+    for (int t = 0; t < kThreads; ++t) {
+        for (int i = 0; i < kOpens; ++i) {
+            const sISFFile file = ReadISFFile(name(t, i));
+            ASSERT_TRUE(file.Consistent() && file.mClosed) << name(t, i) << "\n" << Problems(file);
+            ASSERT_FALSE(file.mItems.empty());
+            EXPECT_EQ(GetLE(file.mItems[0].mPayload.data() + 6, 2), 0x1FFDu)
+                << "the tool-version record first";
+            EXPECT_EQ(file.mTrailerCount, file.mItems.size());
+        }
+    }
 }
 
 }  // namespace

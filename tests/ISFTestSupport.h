@@ -15,6 +15,15 @@
 #include "jni/ISFStore.h"
 #include "tools/ISFReader.h"
 
+// The tests' look at a store's counters (a friend of cISFStore).
+class cISFStoreInspector {
+public:
+    static uint32_t ItemCount(const cISFStore& store) { return store.mItemCount; }
+    static uint32_t BlockCount(const cISFStore& store) { return store.mIndexBlocks.Count(); }
+    static uint32_t ItemsInBlock(const cISFStore& store) { return store.mItemsInBlock; }
+    static bool HasFile(const cISFStore& store) { return store.mFile != nullptr; }
+};
+
 namespace isftest {
 
 using Bytes = std::vector<unsigned char>;
