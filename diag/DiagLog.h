@@ -7,6 +7,7 @@
 
 #include <vector>
 
+#include "diag/BoundedBytes.h"
 #include "diag/ProtocolBuffer.h"
 
 struct sDiagLog : sDiagBuffer {
@@ -53,7 +54,8 @@ struct sDiagOTALog : sDiagLog {
 
     // Extraction of one technology; empty when the view is invalid or `logCode` is not of the technology.
     // They trust the payload check of a validated view: reads are at fixed offsets, some of them deliberately
-    // beyond that check (they land on the buffer's zeroed guard tail).
+    // beyond that check; those read 0 past the end of the packet (or past `length` for a payload that
+    // does not lie in the view's packet) and never touch memory there.
     std::vector<unsigned int> GetOTATypeCDMA(unsigned int logCode, const unsigned char* payload,
                                              unsigned int length) const;
     std::vector<unsigned int> GetOTATypeCDMA1xEV(unsigned int logCode, const unsigned char* payload,
@@ -69,4 +71,9 @@ struct sDiagOTALog : sDiagLog {
                                             unsigned int length) const;
     std::vector<unsigned int> GetOTATypeWLAN(unsigned int logCode, const unsigned char* payload,
                                              unsigned int length) const;
+
+private:
+    // What an extraction may read of `payload`: up to the end of the view's packet when it lies in it (as
+    // GetOTAType's does), else its `length` bytes. The view must be valid.
+    sBoundedBytes Readable(const unsigned char* payload, unsigned int length) const;
 };

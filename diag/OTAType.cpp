@@ -1,6 +1,8 @@
 // OTA types of the technologies whose identifiers sit at fixed byte offsets of the log payload. Reads
 // beyond the payload check of a technology are deliberate (e.g. UMB reads byte 34 of a 1-byte payload):
-// they land on the zeroed guard tail of every buffer the library allocates.
+// they go through a bounded reader that gives 0 past the end of the packet, whoever allocated it.
+#include <cstdint>
+
 #include "diag/DiagLog.h"
 #include "diag/OTACodes.h"
 #include "diag/WireFormat.h"
@@ -12,6 +14,19 @@ const unsigned int PAYLOAD_OFFSET = 16;
 const unsigned int HEADER_AFTER_LENGTH = 12;
 
 }  // namespace
+
+sBoundedBytes sDiagOTALog::Readable(const unsigned char* payload, unsigned int length) const {
+    if (payload == nullptr) {
+        return {nullptr, 0};
+    }
+    const uintptr_t start = reinterpret_cast<uintptr_t>(Bytes());
+    const uintptr_t end = start + Size();
+    const uintptr_t at = reinterpret_cast<uintptr_t>(payload);
+    if (at >= start && at <= end) {
+        return {payload, static_cast<unsigned int>(end - at)};
+    }
+    return {payload, length};
+}
 
 std::vector<unsigned int> sDiagOTALog::GetOTAType() const {
     if (!IsValid()) {
@@ -49,24 +64,25 @@ std::vector<unsigned int> sDiagOTALog::GetOTATypeCDMA(unsigned int logCode, cons
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_CDMA) {
         return {};
     }
+    const sBoundedBytes bytes = Readable(payload, length);
     unsigned int value = 0;
     switch (logCode) {
         case OTA_CDMA_4310:
         case OTA_CDMA_4311:
         case OTA_CDMA_4312:
-            value = length >= 3 && (payload[0] & 0x80) != 0 ? payload[2] : payload[1];
+            value = length >= 3 && (bytes.At(0) & 0x80) != 0 ? bytes.At(2) : bytes.At(1);
             break;
         case OTA_CDMA_5003:
         case OTA_CDMA_5004:
         case OTA_CDMA_5005:
-            value = payload[2];  // deliberately unguarded: the check asks for 2 bytes only
+            value = bytes.At(2);  // deliberately beyond the check, which asks for 2 bytes only
             break;
         case OTA_CDMA_5000:
         case OTA_CDMA_5001:
-            value = payload[3];
+            value = bytes.At(3);
             break;
         default:  // 4100 to 4104, 4240, 4241
-            value = payload[1];
+            value = bytes.At(1);
             break;
     }
     switch (logCode) {
@@ -90,31 +106,35 @@ std::vector<unsigned int> sDiagOTALog::GetOTATypeCDMA1xEV(unsigned int logCode, 
         logCode == OTA_1XEV_4230 || length < 13) {
         return {};
     }
-    const unsigned int protocol = payload[12] & 0x7F;
-    const unsigned int message = protocol == 11 ? payload[13] >> 6 : payload[13];
+    const sBoundedBytes bytes = Readable(payload, length);
+    const unsigned int protocol = bytes.At(12) & 0x7F;
+    const unsigned int message =
+        protocol == 11 ? bytes.At(13) >> 6 : bytes.At(13);  // 13: past a 13-byte payload
     std::vector<unsigned int> type = {protocol, message};
-    if ((protocol == 21 || protocol == 22 || protocol == 23) && payload[8] >= 32) {
-        type.push_back(payload[8] >> 5);
+    if ((protocol == 21 || protocol == 22 || protocol == 23) && bytes.At(8) >= 32) {
+        type.push_back(bytes.At(8) >> 5);
     }
     return type;
 }
 
 std::vector<unsigned int> sDiagOTALog::GetOTATypeGSM(unsigned int logCode, const unsigned char* payload,
-                                                     unsigned int) const {
+                                                     unsigned int length) const {
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_GSM) {
         return {};
     }
-    return {payload[0], payload[1]};
+    const sBoundedBytes bytes = Readable(payload, length);
+    return {bytes.At(0), bytes.At(1)};
 }
 
 std::vector<unsigned int> sDiagOTALog::GetOTATypeUMTS(unsigned int logCode, const unsigned char* payload,
-                                                      unsigned int) const {
+                                                      unsigned int length) const {
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_UMTS) {
         return {};
     }
+    const sBoundedBytes bytes = Readable(payload, length);
     const unsigned int offset = logCode == OTA_UMTS_28986 ? 5 : 6;
-    const unsigned int protocol = payload[offset] & 0x0F;
-    unsigned int message = payload[offset + 1];
+    const unsigned int protocol = bytes.At(offset) & 0x0F;
+    unsigned int message = bytes.At(offset + 1);
     if (protocol == 3 || protocol == 5 || protocol == 8 || protocol == 9) {
         message &= 0x3F;
     }
@@ -122,20 +142,21 @@ std::vector<unsigned int> sDiagOTALog::GetOTATypeUMTS(unsigned int logCode, cons
 }
 
 std::vector<unsigned int> sDiagOTALog::GetOTATypeUMB(unsigned int logCode, const unsigned char* payload,
-                                                     unsigned int) const {
+                                                     unsigned int length) const {
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_UMB) {
         return {};
     }
-    if ((payload[16] & 0x80) != 0) {
-        return {ReadU16(payload + 16), payload[34]};  // offset 34 is deliberate and kept
+    const sBoundedBytes bytes = Readable(payload, length);
+    if ((bytes.At(16) & 0x80) != 0) {
+        return {bytes.U16(16), bytes.At(34)};  // offset 34 is deliberate and kept
     }
-    return {payload[16], payload[17]};
+    return {bytes.At(16), bytes.At(17)};
 }
 
 std::vector<unsigned int> sDiagOTALog::GetOTATypeWLAN(unsigned int logCode, const unsigned char* payload,
-                                                      unsigned int) const {
+                                                      unsigned int length) const {
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_WLAN) {
         return {};
     }
-    return {payload[1]};
+    return {Readable(payload, length).At(1)};
 }

@@ -3,7 +3,6 @@
 #include "bits/BitParser.h"
 #include "diag/DiagLog.h"
 #include "diag/OTACodes.h"
-#include "diag/WireFormat.h"
 
 namespace {
 
@@ -11,6 +10,9 @@ namespace {
 const unsigned int CHANNEL_TYPE_OFFSET = 0;
 const unsigned int MESSAGE_LENGTH_OFFSET = 2;
 const unsigned int MESSAGE_OFFSET = 4;
+// Bytes of the message that the choices below may read: up to bit 41 (the 5 bits after the 37 of the
+// integrity check info).
+const unsigned int MESSAGE_HEAD_SIZE = 6;
 
 // Where the message choice of an uplink or downlink dedicated or common channel message lies: after the
 // 1-bit flag of the integrity check info, or after the flag and the 36 bits of the info when it is there.
@@ -46,13 +48,21 @@ void PushField(cBitParser& reader, unsigned int width, std::vector<unsigned int>
 }  // namespace
 
 std::vector<unsigned int> sDiagOTALog::GetOTATypeWCDMA(unsigned int logCode, const unsigned char* payload,
-                                                       unsigned int) const {
+                                                       unsigned int length) const {
     if (!IsValid() || OTATechnologyOf(logCode) != OTA_WCDMA) {
         return {};
     }
-    const unsigned int channelType = payload[CHANNEL_TYPE_OFFSET];
+    const sBoundedBytes bytes = Readable(payload, length);
+    const unsigned int channelType = bytes.At(CHANNEL_TYPE_OFFSET);
     std::vector<unsigned int> type = {channelType};
-    cBitParser reader(payload + MESSAGE_OFFSET, ReadU16(payload + MESSAGE_LENGTH_OFFSET) * 8);
+    // No choice read here reaches past bit 42 of the message: the reader works on a copy of its first
+    // bytes, zero past what may be read, with the length the message's own field gives, as it would over
+    // a buffer with a zeroed tail.
+    unsigned char head[MESSAGE_HEAD_SIZE];
+    for (unsigned int i = 0; i < MESSAGE_HEAD_SIZE; ++i) {
+        head[i] = static_cast<unsigned char>(bytes.At(MESSAGE_OFFSET + i));
+    }
+    cBitParser reader(head, bytes.U16(MESSAGE_LENGTH_OFFSET) * 8);
     reader.mLSBFirst = false;
     switch (channelType) {
         case 0:  // UL-CCCH

@@ -1,7 +1,8 @@
 // Arbitrary bytes wrapped as a packet of each protocol type 0 to 5 and read through every packet view and
-// every accessor, OTA types included. The bytes are copied into a buffer of the library, so they carry the
-// zeroed guard tail that the views' deliberately unguarded fixed-offset reads rely on. A reference a view
-// fails to give back shows up as a leak.
+// every accessor, OTA types included. The bytes are copied into an array of exactly their size, as a native
+// caller may hand over (no zeroed tail), so that any read past the packet fails. A reference a view fails
+// to give back shows up as a leak.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -97,7 +98,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const unsigned int length =
         size > MAX_SHARED_BUFFER_SIZE ? MAX_SHARED_BUFFER_SIZE : static_cast<unsigned int>(size);
     for (unsigned int protocol = 0; protocol <= 5; ++protocol) {
-        sSharedBuffer* buffer = new sSharedBuffer(data, length, protocol);
+        unsigned char* exact = new unsigned char[length != 0 ? length : 1];
+        std::copy(data, data + length, exact);
+        sSharedBuffer* buffer = new sSharedBuffer(length, exact, protocol);  // adopts `exact`
         buffer->AddRef();  // held here, so that it outlives the views
         sProtocolBuffer plain(buffer);
         sDiagBuffer(buffer).IsErrorResponse();

@@ -14,14 +14,11 @@
 #include "Shared/Log.h"
 #include "Shared/SharedBuffer.h"
 #include "jni/ISFFormat.h"
+#include "jni/ISFItemArray.h"
 #include "jni/ISFStore.h"
 
 namespace {
 
-// Array layouts: protocol type (u32) then packet; FILETIME (u64), protocol type (u32) then packet.
-const jsize ITEM_PREFIX_SIZE = 4;
-const jsize ITEM_TS_PREFIX_SIZE = 12;
-const jsize ITEM_TIME_SIZE = 8;
 const jsize VER_INFO_VALUE_SIZE = 8;
 // The answer of GetVerInfo starts with this u32, then the record less its last 4 bytes (deliberate: the
 // answer is as long as the record).
@@ -29,8 +26,6 @@ const unsigned char VER_INFO_LEAD[4] = {3, 0, 0, 0};
 
 // Status of an array whose elements cannot be obtained.
 const unsigned int STATUS_NO_ARRAY = 12;
-// Stands for the protocol type of an array too short to hold one; the store rejects it (status 22).
-const unsigned int PROTOCOL_ABSENT = 0xFFFFFFFF;
 
 // The elements of a Java byte array, obtained on construction and given back with JNI_ABORT when the
 // object goes out of scope. Bytes() is null when the array is null or the JVM could not provide them.
@@ -114,26 +109,11 @@ jint WriteArray(JNIEnv* env, jlong handle, jbyteArray item, bool stamped) {
         PALVORIN_LOG(PALVORIN_TAG_STORE, "FATAL error constructing BYTE array");
         return static_cast<jint>(STATUS_NO_ARRAY);
     }
-    const jsize prefix = stamped ? ITEM_TS_PREFIX_SIZE : ITEM_PREFIX_SIZE;
-    const jsize n = elements.Length();
     // An array too short for its prefix reaches the store as an item of no known protocol and no bytes,
     // which the store rejects with its own message.
-    unsigned int protocol = PROTOCOL_ABSENT;
-    FILETIME time = 0;
-    unsigned int length = 0;
-    const unsigned char* packet = bytes;
-    if (n >= prefix) {  // the protocol type is the last 4 bytes of either prefix
-        protocol = static_cast<unsigned int>(GetLE(bytes + prefix - ITEM_PREFIX_SIZE, 4));
-        length = static_cast<unsigned int>(n - prefix);
-        packet = bytes + prefix;
-        if (stamped) {
-            time = GetLE(bytes, ITEM_TIME_SIZE);
-        }
-    }
-    if (!stamped) {
-        time = CurrentFiletime();
-    }
-    return static_cast<jint>(store->WriteItem(protocol, length, packet, time));
+    const sItemArray parsed = ParseItemArray(bytes, static_cast<size_t>(elements.Length()), stamped);
+    const FILETIME time = stamped ? parsed.mTime : CurrentFiletime();
+    return static_cast<jint>(store->WriteItem(parsed.mProtocol, parsed.mLength, parsed.mPacket, time));
 }
 
 }  // namespace
@@ -200,14 +180,13 @@ JNIEXPORT jint JNICALL Java_org_palvorin_cISFStore_GeneratePCAP(JNIEnv* env, jcl
 
 JNIEXPORT jbyteArray JNICALL Java_org_palvorin_cVORTFile_HDLCEncode(JNIEnv* env, jclass, jbyteArray item) {
     cArrayElements elements(env, item);
-    const unsigned char* bytes = elements.Bytes();
-    if (bytes == nullptr || elements.Length() < ITEM_PREFIX_SIZE) {
+    const sItemArray parsed = ParseItemArray(elements.Bytes(), static_cast<size_t>(elements.Length()), false);
+    if (parsed.mPacket == nullptr) {
         return nullptr;
     }
-    const unsigned int protocol = static_cast<unsigned int>(GetLE(bytes, 4));
     // A packet of no bytes or more than MAX_SHARED_BUFFER_SIZE gives an empty buffer, which frames to null.
-    sSharedBuffer* packet = new (std::nothrow) sSharedBuffer(
-        bytes + ITEM_PREFIX_SIZE, static_cast<unsigned int>(elements.Length() - ITEM_PREFIX_SIZE), protocol);
+    sSharedBuffer* packet =
+        new (std::nothrow) sSharedBuffer(parsed.mPacket, parsed.mLength, parsed.mProtocol);
     if (packet == nullptr) {
         return nullptr;
     }

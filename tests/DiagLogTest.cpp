@@ -83,7 +83,7 @@ TEST(DiagOTALog, OTATypeOfEveryTechnology) {
         {0x10D6, "80 01 c7", {199}},
         {0x10D8, "7f 05 09", {5}},
         {0x10D6, "80 05", {5}},  // too short for byte 2
-        {0x138B, "11 22", {0}},  // 5003 reads byte 2 of a 2-byte payload: the guard's zero
+        {0x138B, "11 22", {0}},  // 5003 reads byte 2 of a 2-byte payload, past the end: 0
         {0x138C, "00 00 ff", {63}},
         {0x138D, "00 00 ff", {255}},
         {0x1388, "00 00 00 ff", {63}},
@@ -92,20 +92,23 @@ TEST(DiagOTALog, OTATypeOfEveryTechnology) {
         {0x1077, "00 00 00 00 00 00 00 00 40 00 00 00 15 07", {21, 7, 2}},
         {0x1077, "00 00 00 00 00 00 00 00 1f 00 00 00 17 07", {23, 7}},
         {0x1079, "00 00 00 00 00 00 00 00 40 00 00 00 14 07", {20, 7}},
-        {0x1076, "00 00 00 00 00 00 00 00 00 00 00 8b", {}},  // needs 13 bytes
+        {0x1076, "00 00 00 00 00 00 00 00 00 00 00 8b", {}},          // needs 13 bytes
+        {0x1076, "00 00 00 00 00 00 00 00 00 00 00 00 8b", {11, 0}},  // byte 13 past the end
         {0x1085, "00 00 00 00 00 00 00 00 00 00 00 00 8b c0", {}},
         {0x512F, "81 1c 17", {0x81, 0x1C}},
         {0x713A, "01 0f 00 00 00 05 48", {5, 8}},  // NAS: mobility management, masked
         {0x713A, "01 0f 00 00 00 02 48", {2, 0x48}},
         {0x7B3A, "00 00 00 00 00 00 19 c1", {9, 1}},
-        {0x141B, zeros16 + "81", {0x81, 0}},  // bytes 17 and 34 past a 17-byte payload: the guard's zeros
+        {0x141B, zeros16 + "81", {0x81, 0}},  // bytes 17 and 34 past a 17-byte payload read 0
         {0x141B, zeros16 + "81 02" + zeros16 + "33", {0x0281, 0x33}},
         {0x141C, zeros16 + "05 06", {5, 6}},
         {0x149F, "00 07", {7}},
+        {0x149F, "07", {0}},  // byte 1 past the end
         {0x1048, "01 02 03", {}},
         {0x412F, "00 00 01 00 40", {0, 2}},                  // 0 | 10: no integrity info, choice 2 of 2 bits
         {0x412F, "00 00 05 00 80 00 00 00 06", {0, 3}},      // 1: the choice is bits 37 and 38
         {0x412F, "00 00 00 00", {0}},                        // the flag cannot be read
+        {0x412F, "09 00 00 00", {9}},                        // no byte to read
         {0x412F, "01 00 01 00 2c", {1, 11}},                 // 0 | 01011
         {0x412F, "02 00 01 00 60", {2, 6}},                  // 0 | 110
         {0x412F, "03 00 06 00 80 00 00 00 05 40", {3, 21}},  // 1: bits 37 to 41 are 10101
@@ -123,10 +126,19 @@ TEST(DiagOTALog, OTATypeOfEveryTechnology) {
         {0x412F, "0a 00 01 00 ff", {10}},  // no choice for other channel types
     };
     for (const auto& c : cases) {
-        cHeldBuffer buffer(LogPacket(c.mCode, Hex(c.mPayload)), 3);
-        sDiagOTALog view(buffer.get());
-        ASSERT_TRUE(view.IsValid()) << std::hex << c.mCode << " " << c.mPayload;
-        EXPECT_EQ(view.GetOTAType(), c.mType) << std::hex << c.mCode << " " << c.mPayload;
+        // In the library's own buffer, and in an array of exactly the packet's size, as a native caller
+        // may hand over (no zeroed tail: under ASan a read past the packet fails).
+        const Bytes packet = LogPacket(c.mCode, Hex(c.mPayload));
+        const auto size = static_cast<unsigned int>(packet.size());
+        unsigned char* exact = new unsigned char[size];
+        std::copy(packet.begin(), packet.end(), exact);
+        for (sSharedBuffer* held :
+             {new sSharedBuffer(packet.data(), size, 3), new sSharedBuffer(size, exact, 3)}) {
+            cHeldBuffer buffer(held);
+            sDiagOTALog view(buffer.get());
+            ASSERT_TRUE(view.IsValid()) << std::hex << c.mCode << " " << c.mPayload;
+            EXPECT_EQ(view.GetOTAType(), c.mType) << std::hex << c.mCode << " " << c.mPayload;
+        }
     }
 }
 

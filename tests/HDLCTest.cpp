@@ -128,8 +128,9 @@ TEST(HDLCDecode, FailuresSetConsumedAndLogTheirMessages) {
          {"CheckCRC failure"}},
         {"two flags", {0x7E, 0x7E}, 1, {"Check CRC no data", "CheckCRC failure"}},
         {"a lone flag", {0x7E}, 0, {"bad sz"}},
-        // A flag among the first three bytes is not a closing flag: the frame runs on to the next one.
-        {"flag too early", {0x01, 0x7E, 0x03, 0x3B, 0x9D, 0x7E}, 6, {"CheckCRC failure"}},
+        // A flag among the first three bytes (here the last of them) is not a closing flag: the frame runs
+        // on to the next one, and 01 02 7E does not match the check bytes of 01 02 03.
+        {"flag at index 2", {0x01, 0x02, 0x7E, 0x3B, 0x9D, 0x7E}, 6, {"CheckCRC failure"}},
         // A flag right after an escape is not a closing flag either.
         {"escaped flag", {0x01, 0x02, 0x03, 0x7D, 0x7E, 0x02, 0x7E}, 7, {"CheckCRC failure"}},
     };

@@ -190,45 +190,35 @@ TEST(ISFStore, ItemTypesAndAuxiliaryValuesOfATableOfPackets) {
     EXPECT_EQ(file.mItems.back().mPayload, LogPacket(0x1234, 0));
 }
 
-TEST(ISFStore, HintsSurviveOpeningTheNextFileWhichFinishesThePrevious) {
-    cTempDir dir;
-    cISFStore store;
-    ASSERT_EQ(store.OpenNewFileStore(dir.File("a.isf").c_str()), 0u);
-    ASSERT_EQ(Write(store, 4, Bytes{96, 0, 0, 0x03, 0x31, 0, 0, 0, 0, 0, 0, 0, 0, 7}, kT0), 0u);  // 0x3103
-    ASSERT_EQ(Write(store, 514, Bytes{75, 9, 0, 0, 0xAA, 0xBB, 0xCC}, kT0), 0u);  // 514 is a request too
-    ASSERT_EQ(store.OpenNewFileStore(dir.File("b.isf").c_str()), 0u);
-    EXPECT_EQ(ReadGood(dir.File("a.isf")).mTrailerCount, 3u);
-    ASSERT_EQ(Write(store, 3, LogPacket(0x10D7, 1), kT0), 0u);
-    ASSERT_EQ(Write(store, 3, LogPacket(0x412F, 1), kT0), 0u);
-    store.CloseFileStore();
-    const sISFFile file = ReadGood(dir.File("b.isf"));
-    ASSERT_EQ(file.mItems.size(), 3u);
-    EXPECT_EQ(file.mItems[1].mAux, 7u);
-    EXPECT_EQ(file.mItems[2].mAux, 0xCCBBAAu);
-}
-
 // Opening the file being written, under any name for it, gives exactly the new file: the old one is
-// finished first, so its table and trailer do not end up behind the new items.
-TEST(ISFStore, ReopeningTheOpenFileUnderAnyNameGivesExactlyTheNewFile) {
+// finished first, so its table and trailer do not end up behind the new items. The hints of the store
+// survive the change of file.
+TEST(ISFStore, ReopeningTheOpenFileUnderAnyNameGivesExactlyTheNewFileAndKeepsTheHints) {
     cTempDir dir;
     const std::string path = dir.File("same.isf");
     for (const std::string& again : {path, dir.File("./same.isf"), dir.File("link.isf")}) {
         SCOPED_TRACE(again);
         cISFStore store;
         ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+        ASSERT_EQ(Write(store, 4, Bytes{96, 0, 0, 0x03, 0x31, 0, 0, 0, 0, 0, 0, 0, 0, 7}, kT0),
+                  0u);                                                                // 0x3103
+        ASSERT_EQ(Write(store, 514, Bytes{75, 9, 0, 0, 0xAA, 0xBB, 0xCC}, kT0), 0u);  // 514 is a request too
         for (int i = 0; i < 50; ++i) {
             ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 0u);
         }
         std::filesystem::remove(dir.File("link.isf"));
         std::filesystem::create_hard_link(path, dir.File("link.isf"));
         ASSERT_EQ(store.OpenNewFileStore(again.c_str()), 0u);
-        ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 2), kT0), 0u);
+        ASSERT_EQ(Write(store, 3, LogPacket(0x10D7, 1), kT0), 0u);
+        ASSERT_EQ(Write(store, 3, LogPacket(0x412F, 1), kT0), 0u);
         store.CloseFileStore();
         const sISFFile file = ReadGood(path);
-        EXPECT_EQ(file.mTrailerCount, 2u);
-        EXPECT_EQ(Payloads(file, 1), std::vector<Bytes>{LogPacket(0x1234, 2)});
-        // The item lies before the block base time (the clock at the open): an 8-byte time field.
-        EXPECT_EQ(std::filesystem::file_size(path), 57562u + 8 + 18) << "nothing left of the first file";
+        EXPECT_EQ(file.mTrailerCount, 3u);
+        ASSERT_EQ(Payloads(file, 1), (std::vector<Bytes>{LogPacket(0x10D7, 1), LogPacket(0x412F, 1)}));
+        EXPECT_EQ(file.mItems[1].mAux, 7u);
+        EXPECT_EQ(file.mItems[2].mAux, 0xCCBBAAu);
+        // Items before the block base time (the clock at the open): 8-byte times, then the 4-byte hints.
+        EXPECT_EQ(std::filesystem::file_size(path), 57562u + 2 * (8 + 4 + 17)) << "nothing of the first file";
     }
 }
 
