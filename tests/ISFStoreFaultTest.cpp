@@ -92,9 +92,7 @@ TEST(ISFStoreFault, AFullDiskReports9AndNeverCrashes) {
     EXPECT_EQ(lines[2].mText, kFailedOpenLog[2]);
     EXPECT_EQ(lines[2].mPath, "jni/ISFStore.h");
     EXPECT_EQ(lines[2].mTag, "libPalvorin");
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 9u);
-    }
+    EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 9u);
     EXPECT_EQ(cISFStoreInspector::ItemCount(store), 0u);
     store.CloseFileStore();
     EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 0u) << "closed: nothing to write to";

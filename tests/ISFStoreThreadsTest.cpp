@@ -1,8 +1,8 @@
 // Several threads on one store: every item lands in the file exactly once, each thread's items in the
 // order it wrote them; racing opens leave every file finished and no descriptor behind.
-#include <dirent.h>
-
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 #include "tests/ISFTestSupport.h"
@@ -52,14 +52,7 @@ TEST(ISFStoreThreads, EveryItemOfFourWritersLandsOnceAndInOrder) {
 }
 
 size_t OpenDescriptors() {
-    size_t count = 0;
-    if (DIR* fds = opendir("/proc/self/fd")) {
-        while (readdir(fds) != nullptr) {
-            ++count;
-        }
-        closedir(fds);
-    }
-    return count;
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
 // A file stream on a slow disk: creating and closing a file take 10 ms each, so that racing opens overlap.
