@@ -200,6 +200,7 @@ public class cISFStoreTest {
         assertEquals(List.of("jni/Entry.cpp: FATAL error constructing BYTE array"), probeLog("write-null"));
         assertEquals(
             List.of("jni/Entry.cpp: FATAL error constructing BYTE array"), probeLog("write-ts-null"));
-        assertEquals(List.of("jni/ISFStore.cpp: invalid item written"), probeLog("write-prefix-only"));
+        assertEquals(
+            List.of("jni/ISFWritePipeline.cpp: invalid item written"), probeLog("write-prefix-only"));
     }
 }
