@@ -50,7 +50,8 @@ public:
 
     // Takes the lock, rewrites the kept responses as items, appends the index-block table and trailer,
     // closes the file and resets the per-file state. Never fails; with no file open it only resets the
-    // counters.
+    // counters. OpenNewFileStore finishes the previous file with the same steps inside its own hold of the
+    // lock (the lock is not recursive), not through this virtual.
     virtual void CloseFileStore();
 
     // Writes one item; the caller holds the lock. Classifies it (type ITEM_TYPE_DERIVE) or takes `type`,
