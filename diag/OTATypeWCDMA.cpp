@@ -55,7 +55,7 @@ std::vector<unsigned int> sDiagOTALog::GetOTATypeWCDMA(unsigned int logCode, con
     const sBoundedBytes bytes = Readable(payload, length);
     const unsigned int channelType = bytes.At(CHANNEL_TYPE_OFFSET);
     std::vector<unsigned int> type = {channelType};
-    // No choice read here reaches past bit 42 of the message: the reader works on a copy of its first
+    // No choice read here reaches past bit 41 of the message: the reader works on a copy of its first
     // bytes, zero past what may be read, with the length the message's own field gives, as it would over
     // a buffer with a zeroed tail.
     unsigned char head[MESSAGE_HEAD_SIZE];
