@@ -10,4 +10,12 @@ struct sBoundedBytes {
     unsigned int At(unsigned int i) const { return i < mSize ? mData[i] : 0; }
     // Little-endian 16-bit field at `i`.
     unsigned int U16(unsigned int i) const { return At(i) | (At(i + 1) << 8); }
+    // Little-endian 64-bit field at `i`.
+    unsigned long long U64(unsigned int i) const {
+        unsigned long long value = 0;
+        for (unsigned int k = 8; k-- > 0;) {
+            value = (value << 8) | At(i + k);
+        }
+        return value;
+    }
 };

@@ -45,8 +45,9 @@ const unsigned char* sDiagLog::GetLog() const {
     return IsValid() ? Bytes() : nullptr;
 }
 
+// The code and the timestamp of the 4-byte form lie past the packet: they read as 0.
 unsigned int sDiagLog::GetLogCode() const {
-    return IsValid() ? ReadU16(Bytes() + CODE_OFFSET) : 4294967295u;
+    return IsValid() ? sBoundedBytes{Bytes(), Size()}.U16(CODE_OFFSET) : 4294967295u;
 }
 
 const unsigned char* sDiagLog::GetLogData(unsigned int& length) const {
@@ -60,7 +61,7 @@ const unsigned char* sDiagLog::GetLogData(unsigned int& length) const {
 }
 
 unsigned long long sDiagLog::GetTimestamp() const {
-    return IsValid() ? ReadU64(Bytes() + TIMESTAMP_OFFSET) : 0;
+    return IsValid() ? sBoundedBytes{Bytes(), Size()}.U64(TIMESTAMP_OFFSET) : 0;
 }
 
 sSharedBuffer* sDiagLog::BuildLog(unsigned int logCode, unsigned long long timestamp,
