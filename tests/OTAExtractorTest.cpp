@@ -378,7 +378,8 @@ TEST(OTAExtractor, LTERRCOneRowPerVersion) {
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
-        ASSERT_EQ(Extract(extractor, LogPacket(0xB0C0, Hex(c.mPayload)), got), c.mStatus) << c.mPayload;
+        const Bytes packet = LogPacket(0xB0C0, Hex(c.mPayload));  // mData points into it
+        ASSERT_EQ(Extract(extractor, packet, got), c.mStatus) << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
         EXPECT_EQ(got.mLogCode, 0xB0C0);
         if (c.mStatus != OTA_EXTRACT_MESSAGE) {
@@ -439,7 +440,8 @@ TEST(OTAExtractor, NRRRCOneRowPerVersion) {
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
-        ASSERT_EQ(Extract(extractor, LogPacket(0xB821, Hex(c.mPayload)), got), c.mStatus) << c.mPayload;
+        const Bytes packet = LogPacket(0xB821, Hex(c.mPayload));  // mData points into it
+        ASSERT_EQ(Extract(extractor, packet, got), c.mStatus) << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
         if (c.mStatus == OTA_EXTRACT_MESSAGE) {
             EXPECT_EQ(got.mChannelNumber, 504990u) << c.mPayload;
