@@ -181,7 +181,9 @@ TEST(OTAExtractor, CaptureAHasThePublishedSignallingCounts) {
         }
         const std::string kind = OTAMessageKindName(message);
         ++kinds[kind];
-        uplink[kind] += message.mDirection == OTA_DIRECTION_UPLINK;
+        if (message.mDirection == OTA_DIRECTION_UPLINK) {
+            ++uplink[kind];
+        }
         if (message.mProtocol == OTA_PROTOCOL_LTE_RRC) {
             ++earfcns[message.mChannelNumber];
             paging += message.mChannel == OTA_LTE_PCCH;
@@ -212,18 +214,12 @@ TEST(OTAExtractor, CaptureAHasThePublishedSignallingCounts) {
                              {"GPRS GMM/SM", 9}}));
     // Uplink: UL-DCCH, UL-CCCH, the outgoing NAS codes, GSM channel bytes without bit 7 (0x04 x 7,
     // 0x00 x 4), UMTS NAS direction 1 (16) and GPRS direction 0 (6).
-    EXPECT_EQ(uplink, (Counts{{"LTE RRC PCCH", 0},
-                              {"LTE RRC UL-DCCH", 360},
-                              {"LTE RRC DL-DCCH", 0},
-                              {"LTE RRC BCCH-DL-SCH", 0},
-                              {"LTE RRC DL-CCCH", 0},
+    EXPECT_EQ(uplink, (Counts{{"LTE RRC UL-DCCH", 360},
                               {"LTE RRC UL-CCCH", 39},
                               {"LTE NAS EMM", 50},
                               {"LTE NAS EMM protected", 17},
                               {"LTE NAS ESM", 1},
                               {"LTE NAS ESM protected", 1},
-                              {"GSM RR CCCH", 0},
-                              {"GSM RR BCCH", 0},
                               {"GSM RR SACCH", 7},
                               {"GSM RR DCCH", 4},
                               {"UMTS NAS", 16},
@@ -310,7 +306,8 @@ TEST(OTAExtractor, WCDMACaptureAndItsRebuiltBlocks) {
 
 // LTE RRC payloads for the versions the captures lack. Common values: PCI 23 01 = 0x123, SFN word 35 12 ->
 // frame 0x123, sub-frame 5; EARFCN 34 12 = 4660 (u16) or 40 9c 00 00 = 40000 (u32); v25 and v30 carry
-// 1811 and 5145, the EARFCNs of the published v26 and v30 vectors. Message: aa bb cc.
+// 1811 and 5145, the EARFCNs of the published v26 and v30 vectors, v26 and v28 66579 (band 66), which
+// needs the 32 bits. Message: aa bb cc.
 TEST(OTAExtractor, LTERRCOneRowPerVersion) {
     const struct {
         const char* mPayload;
@@ -346,10 +343,10 @@ TEST(OTAExtractor, LTERRCOneRowPerVersion) {
         // v25-29: NR release bytes at 3-4, rb 5, PCI 6, EARFCN u32 8, SFN 12, PDU 14, length 19, message 21.
         {"19 0a72 0f60 00 2301 13070000 3512 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC PCCH",
          1811},
-        {"1a 0a72 0f60 00 2301 13070000 3512 03 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "LTE RRC BCCH-DL-SCH", 1811},
-        {"1c 0a72 0f60 01 2301 13070000 3512 0b 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH",
-         1811},
+        {"1a 0a72 0f60 00 2301 13040100 3512 03 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
+         "LTE RRC BCCH-DL-SCH", 66579},
+        {"1c 0a72 0f60 01 2301 13040100 3512 0b 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH",
+         66579},
         {"1d 0a72 0f60 00 2301 13070000 3512 2d 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
          "LTE RRC BCCH-BCH-NB", 1811},
         // v30 and later: 2 unknown bytes at 21, segment number 23, message 24.
@@ -409,8 +406,9 @@ TEST(OTAExtractor, NRRRCOneRowPerVersion) {
          "NR RRC UL-CCCH1"},
         {"09000000 0f60 01 2301 9eb40700 00000000 1d 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
          "NR RRC UE-NR-Capability"},
-        // v12, 14: NR-ARFCN 9 (3 bytes), PDU 16, length 21, message 23.
-        {"0c000000 0f60 01 2301 9eb407 00000000 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "NR RRC PCCH"},
+        // v12, 14: NR-ARFCN 9 (3 bytes; byte 12 belongs to the SFN/slot in one reading), PDU 16, length 21,
+        // message 23.
+        {"0c000000 0f60 01 2301 9eb407 01000000 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "NR RRC PCCH"},
         {"0e000000 0f60 01 2301 9eb407 00000000 1f 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
          "NR RRC UE-MRDC-Capability"},
         // v17: cell global id 9 (8 bytes), NR-ARFCN 17, SFN/slot 21 (3 bytes), PDU 24, length 29, message 31.
