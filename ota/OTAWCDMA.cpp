@@ -10,22 +10,38 @@
 
 namespace {
 
-const uint32_t kNewerLayoutBit = 0x80;
-const uint32_t kNewerExtensionSIB = 0x89;
-const uint32_t kNewerDecodedSIB = 0xF0;
-const size_t kOldMessageAt = 4;
-const size_t kNewerUARFCNAt = 4;
-const size_t kNewerPSCAt = 6;
-const size_t kNewerMessageAt = 8;
+// How the message of a layout begins: directly, or with the type of the one block it carries, numbered
+// as the SIB-Type enumeration (the store's rebuilt blocks) or as the newer layout numbers it.
+enum eBlockType : uint8_t { NO_BLOCK_TYPE, SIB_TYPE_ENUMERATION, NEWER_SIB_TYPE };
+
+struct sWCDMALayout {
+    uint8_t mFirst, mLast;  // channel-type bytes
+    uint8_t mMessageAt;     // the length word counts the bytes from here to the end
+    bool mRadioFields;      // UARFCN u16 at 4, PSC u16 at 6
+    eBlockType mBlockType;
+};
+
+const sWCDMALayout kLayouts[] = {
+    {0x00, 0x08, 4, false, NO_BLOCK_TYPE},
+    {0x80, 0x88, 8, true, NO_BLOCK_TYPE},
+    {0x89, 0x89, 8, true, NEWER_SIB_TYPE},  // extension SIB
+    {0xF0, 0xF0, 8, true, NEWER_SIB_TYPE},  // decoded SIB
+    {REBUILT_CHANNEL_BCCH_BCH, REBUILT_CHANNEL_BCCH_FACH, 4, false, SIB_TYPE_ENUMERATION},
+};
+const uint32_t kChannelBits = 0x7F;  // the newer layout's channel types are the old ones + 0x80
+const size_t kUARFCNAt = 4;
+const size_t kPSCAt = 6;
 
 // The newer layout numbers its blocks 0-30 as the SIB-Type enumeration does, but 31 is SIB19 there
 // (in the enumeration it is the extension type), and 66 and 67 are SIB11bis and SIB19.
-bool NewerSIBType(uint32_t logged, uint8_t& sibType) {
-    if (logged < OTA_WCDMA_SIB_EXTENSION_TYPE) {
+bool BlockType(eBlockType numbering, uint32_t logged, uint8_t& sibType) {
+    if (logged < OTA_WCDMA_SIB_EXTENSION_TYPE ||
+        (numbering == SIB_TYPE_ENUMERATION && logged == OTA_WCDMA_SIB_EXTENSION_TYPE)) {
         sibType = static_cast<uint8_t>(logged);
-    } else if (logged == OTA_WCDMA_SIB_EXTENSION_TYPE || logged == OTA_WCDMA_SIB19) {
+    } else if (numbering == NEWER_SIB_TYPE &&
+               (logged == OTA_WCDMA_SIB_EXTENSION_TYPE || logged == OTA_WCDMA_SIB19)) {
         sibType = OTA_WCDMA_SIB19;
-    } else if (logged == OTA_WCDMA_SIB11BIS) {
+    } else if (numbering == NEWER_SIB_TYPE && logged == OTA_WCDMA_SIB11BIS) {
         sibType = OTA_WCDMA_SIB11BIS;
     } else {
         return false;
@@ -40,41 +56,38 @@ eOTAExtractStatus ExtractWCDMARRC(const sOTAPayload& payload, sOTAMessage& out) 
     if (!ReadField(payload, 0, 1, channel) || !ReadField(payload, 2, 2, length)) {
         return OTA_EXTRACT_BAD_LENGTH;
     }
-    const bool rebuilt = channel == REBUILT_CHANNEL_BCCH_BCH || channel == REBUILT_CHANNEL_BCCH_FACH;
-    const bool oneBlock = rebuilt || channel == kNewerExtensionSIB || channel == kNewerDecodedSIB;
-    if (!oneBlock && (channel & ~kNewerLayoutBit) > OTA_WCDMA_MSCH) {
+    const sWCDMALayout* layout = nullptr;
+    for (const sWCDMALayout& candidate : kLayouts) {
+        layout = channel >= candidate.mFirst && channel <= candidate.mLast ? &candidate : layout;
+    }
+    if (layout == nullptr) {
         return OTA_EXTRACT_UNKNOWN_CHANNEL;
     }
-    const bool newer = (channel & kNewerLayoutBit) != 0 && !rebuilt;
-    const size_t messageAt = newer ? kNewerMessageAt : kOldMessageAt;
-    if (payload.mSize < messageAt || payload.mSize - messageAt != length) {
+    if (payload.mSize < layout->mMessageAt || payload.mSize - layout->mMessageAt != length) {
         return OTA_EXTRACT_BAD_LENGTH;
     }
-    if (oneBlock) {
+    size_t messageAt = layout->mMessageAt;
+    if (layout->mBlockType == NO_BLOCK_TYPE) {
+        out.mChannel = static_cast<uint8_t>(channel & kChannelBits);
+    } else {
         if (length == 0) {
             return OTA_EXTRACT_BAD_LENGTH;  // not even the block type
         }
-        const uint32_t logged = payload.mData[messageAt];
-        if (rebuilt ? logged > OTA_WCDMA_SIB_EXTENSION_TYPE : !NewerSIBType(logged, out.mSIBType)) {
+        if (!BlockType(layout->mBlockType, payload.mData[messageAt], out.mSIBType)) {
             return OTA_EXTRACT_UNKNOWN_CHANNEL;
         }
-        if (rebuilt) {
-            out.mSIBType = static_cast<uint8_t>(logged);
-        }
         out.mChannel = OTA_WCDMA_SIB;
-        SetMessage(payload, messageAt + 1, length - 1, out);
-    } else {
-        out.mChannel = static_cast<uint8_t>(channel & ~kNewerLayoutBit);
-        SetMessage(payload, messageAt, length, out);
+        ++messageAt;
     }
+    SetMessage(payload, messageAt, payload.mSize - messageAt, out);
     out.mProtocol = OTA_PROTOCOL_WCDMA_RRC;
     out.mDirection = out.mChannel == OTA_WCDMA_UL_CCCH || out.mChannel == OTA_WCDMA_UL_DCCH
                          ? OTA_DIRECTION_UPLINK
                          : OTA_DIRECTION_DOWNLINK;
-    if (newer) {
+    if (layout->mRadioFields) {
         uint32_t uarfcn = 0, psc = 0;
-        ReadField(payload, kNewerUARFCNAt, 2, uarfcn);
-        ReadField(payload, kNewerPSCAt, 2, psc);
+        ReadField(payload, kUARFCNAt, 2, uarfcn);
+        ReadField(payload, kPSCAt, 2, psc);
         out.mChannelNumber = uarfcn;
         out.mCell = static_cast<uint16_t>(psc);
         out.mContext = OTA_HAS_CHANNEL_NUMBER | OTA_HAS_CELL;
