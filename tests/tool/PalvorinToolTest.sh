@@ -102,8 +102,8 @@ real_stream_a() {
     decoded_protocols a.pcap protocols.txt
     expect_eq "LTE RRC" "$(count_of lte_rrc protocols.txt)" 4343
     expect_eq "NAS-EPS" "$(count_of nas-eps protocols.txt)" 95
-    expect_eq "GSM RR" "$(($(count_of gsm_a_ccch protocols.txt) + $(count_of lapdm protocols.txt)))" 378
-    expect_eq "DTAP" "$(count_of gsm_a_dtap protocols.txt)" 36
+    expect_eq "GSM RR" "$(($(count_of gsm_a.ccch protocols.txt) + $(count_of lapdm protocols.txt)))" 378
+    expect_eq "DTAP" "$(count_of gsm_a.dtap protocols.txt)" 36
     expect_eq "packets" "$(awk '{n += $2} END {print n}' protocols.txt)" 4852
     tshark -r a.pcap -Y '_ws.malformed || data' >flagged.txt 2>tshark.err || fail "tshark: $(cat tshark.err)"
     expect_eq "malformed or undecoded packets" "$(wc -l <flagged.txt)" 0
@@ -112,10 +112,15 @@ real_stream_a() {
     tshark -r a.pcap -T fields -e frame.time_epoch >times.txt 2>/dev/null
     expect_eq "first packet time" "$(head -n 1 times.txt)" 1438395100.985000000
     expect_eq "last packet time" "$(tail -n 1 times.txt)" 1438405212.484000000
-    # Direction and radio context: uplink flag on UL-DCCH, EARFCN 1825 in the ARFCN field where it fits.
-    expect_eq "uplink LTE RRC UL-DCCH through GSMTAP" \
-        "$(tshark -r a.pcap -Y 'gsmtap.uplink == 1 && lte-rrc.UL_DCCH_Message_element' 2>/dev/null | wc -l)" \
-        "$(tshark -r a.pcap -Y 'gsmtap && lte-rrc.UL_DCCH_Message_element' 2>/dev/null | wc -l)"
+    # Direction and radio context (facts page counts): uplink are the 360 UL-DCCH records (GSMTAP uplink flag,
+    # or the exported PDU's direction), none of the DL-DCCH; UMTS NAS 16, GPRS 6 and GSM RR 4 + 7 (DCCH and
+    # SACCH) uplink layer-3 messages; EARFCN 1825 (39 records) and 1650 (21) in the GSMTAP ARFCN field.
+    for expected in "(gsmtap.uplink == 1 || exported_pdu.p2p_dir == 0) && lte-rrc.UL_DCCH_Message_element:360" \
+        "(gsmtap.uplink == 1 || exported_pdu.p2p_dir == 0) && lte-rrc.DL_DCCH_Message_element:0" \
+        "gsmtap.uplink == 1 && gsm_a.dtap:33" "lte_rrc && gsmtap.arfcn == 1825:39" \
+        "lte_rrc && gsmtap.arfcn == 1650:21"; do
+        expect_eq "${expected%:*}" "$(tshark -r a.pcap -Y "${expected%:*}" 2>/dev/null | wc -l)" "${expected##*:}"
+    done
 }
 
 real_streams() {
@@ -180,9 +185,9 @@ PY
         "SysInfoType7 107" "SysInfoType11 1" "SysInfoType12 6" "SysInfoType18 11" "SysInfoTypeSB1 18"; do
         name="${expected% *}"
         count="${expected##* }"
-        expect_eq "$name" "$(sed -n "s/^  $name  *(UMTS RRC sub-type *[0-9]*) \([0-9]*\)\$/\1/p" pcap.txt)" "$count"
+        expect_eq "$name" "$(sed -n "s/^ *WCDMA RRC $name  *\([0-9]*\)\$/\1/p" pcap.txt)" "$count"
     done
-    grep -q "skipped 28 rebuilt blocks of the extension type" pcap.txt || fail "extension blocks not skipped"
+    grep -q "no decoder for WCDMA RRC SysInfo extension type  *28$" pcap.txt || fail "extension blocks not skipped"
     tshark -r out.pcap -Y '_ws.malformed || _ws.expert.severity >= warning' >flagged.txt 2>tshark.err ||
         fail "tshark: $(cat tshark.err)"
     expect_eq "malformed or warned packets" "$(wc -l <flagged.txt)" 0

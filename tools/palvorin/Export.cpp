@@ -12,6 +12,7 @@ const uint16_t kTagEnd = 0;
 const uint16_t kTagDissectorName = 12;
 const uint16_t kTagDissectorTableName = 14;
 const uint16_t kTagDissectorTableValue = 32;  // u32 key into the named table
+const uint16_t kTagProtocolColumn = 33;       // text of the Protocol column
 const uint16_t kTagDirection = 35;            // u32: 0 sent (uplink), 1 received (downlink)
 
 // How the message bytes become a GSM Um payload.
@@ -52,7 +53,8 @@ const uint8_t kWCDMAChannels[] = {
     GSMTAP_RRC_SUB_PCCH_Message,    GSMTAP_RRC_SUB_MCCH_Message,     GSMTAP_RRC_SUB_MSCH_Message};
 static_assert(sizeof kWCDMAChannels == OTA_WCDMA_SIB, "one sub-type a WCDMA channel");
 
-// The SIB-Type enumeration (values 0-30) in order; 31, the extension type, has no sub-type.
+// The SIB-Type enumeration (values 0-30) in order; 31, the extension type, has no sub-type (the block
+// type is not given).
 const uint8_t kWCDMABlocks[] = {
     GSMTAP_RRC_SUB_MasterInformationBlock, GSMTAP_RRC_SUB_SysInfoType1,    GSMTAP_RRC_SUB_SysInfoType2,
     GSMTAP_RRC_SUB_SysInfoType3,           GSMTAP_RRC_SUB_SysInfoType4,    GSMTAP_RRC_SUB_SysInfoType5,
@@ -150,6 +152,12 @@ sRoute RouteOf(const sOTAMessage& message) {
             } else if (channel == OTA_WCDMA_SIB && message.mSIBType < sizeof kWCDMABlocks) {
                 route.mGSMTAP = true;
                 route.mSubType = kWCDMABlocks[message.mSIBType];
+            } else if (channel == OTA_WCDMA_SIB && message.mSIBType == OTA_WCDMA_SIB11BIS) {
+                route.mGSMTAP = true;
+                route.mSubType = GSMTAP_RRC_SUB_SysInfoType11bis;
+            } else if (channel == OTA_WCDMA_SIB && message.mSIBType == OTA_WCDMA_SIB19) {
+                route.mGSMTAP = true;
+                route.mSubType = GSMTAP_RRC_SUB_SysInfoType19;
             }
             route.mType = GSMTAP_TYPE_UMTS_RRC;
             break;
@@ -291,6 +299,10 @@ eExportRoute BuildExportRecord(const sOTAMessage& message, std::vector<unsigned 
         return EXPORT_NONE;
     }
     PutTag(out, kTagDissectorName, route.mDissector);
+    if (message.mProtocol == OTA_PROTOCOL_NR_RRC) {
+        // The dissectors of bare NR RRC messages (RRCReconfiguration...) leave the column empty.
+        PutTag(out, kTagProtocolColumn, "NR RRC");
+    }
     if (message.mDirection != OTA_DIRECTION_UNKNOWN) {
         PutTag(out, kTagDirection, uint32_t{message.mDirection == OTA_DIRECTION_UPLINK ? 0u : 1u});
     }
