@@ -19,6 +19,7 @@
 #include "tools/palvorin/CountingStore.h"
 #include "tools/palvorin/ErrnoStream.h"
 #include "tools/palvorin/FrameDecoder.h"
+#include "tools/palvorin/ItemClock.h"
 #include "tools/palvorin/ItemInfo.h"
 
 namespace {
@@ -71,36 +72,33 @@ private:
     sigset_t mWaitMask;
 };
 
-// Writes each decoded packet as an item from the device, stamped with the time its chunk was read or with
-// times spread at a fixed rate.
+// Writes each decoded packet as an item from the device, stamped by the item clock.
 class cStoreSink : public cPacketSink {
 public:
-    cStoreSink(cCountingStore& store, const sRecordOptions& options) : mStore(store) {
-        if (options.mRate > 0) {
-            const double step = 1e7 / options.mRate;
-            mStep = static_cast<FILETIME>(std::llround(step < 1 ? 1 : step));
-            mNext = options.mStart >= 0
-                        ? static_cast<FILETIME>(options.mStart) * 10000000ULL + FILETIME_UNIX_EPOCH
-                        : CurrentFiletime();
-        }
-    }
-    void ChunkRead() {
-        if (mStep == 0) {
-            mNext = CurrentFiletime();
-        }
-    }
+    cStoreSink(cCountingStore& store, const sRecordOptions& options)
+        : mStore(store), mClock(ClockOf(options)) {}
+    void ChunkRead() { mClock.ChunkRead(CurrentFiletime()); }
     bool Packet(sSharedBuffer* packet) override {
-        mStatus = mStore.WriteItem(packet, mNext, ITEM_TYPE_DERIVE);
-        mNext += mStep;
+        mStatus = mStore.WriteItem(packet, mClock.Stamp(packet->mData, packet->mSize), ITEM_TYPE_DERIVE);
         return mStatus == ISF_STATUS_OK;
     }
 
     unsigned int mStatus = ISF_STATUS_OK;
 
 private:
+    static cItemClock ClockOf(const sRecordOptions& options) {
+        if (options.mRate <= 0) {
+            return cItemClock(options.mHostClock ? ITEM_CLOCK_HOST : ITEM_CLOCK_PACKET);
+        }
+        const double step = 1e7 / options.mRate;
+        const FILETIME start = options.mStart >= 0
+                                   ? static_cast<FILETIME>(options.mStart) * 10000000ULL + FILETIME_UNIX_EPOCH
+                                   : CurrentFiletime();
+        return cItemClock(ITEM_CLOCK_RATE, start, static_cast<FILETIME>(std::llround(step < 1 ? 1 : step)));
+    }
+
     cCountingStore& mStore;
-    FILETIME mNext = 0;
-    FILETIME mStep = 0;  // 0: stamp with the reading time
+    cItemClock mClock;
 };
 
 int OpenInput(const std::string& path) {
