@@ -3,7 +3,8 @@
 // number gives the message kind. Packets inside the multi-SIM wrapper (command 0x98) are read inside it.
 //
 // One extractor per stream of packets: it holds the pieces of segmented messages until their last piece
-// (bounded: at most the pieces of one message per protocol and subscription). Not thread-safe.
+// (bounded: at most the pieces of one message per protocol and subscription, and at most 4 such messages
+// of 64 KiB each; ota/OTASegments.h). Not thread-safe.
 #pragma once
 
 #include <cstddef>
