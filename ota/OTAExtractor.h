@@ -24,7 +24,7 @@ enum eOTAExtractStatus : uint8_t {
     OTA_EXTRACT_STATUS_COUNT,
 };
 
-// A short fixed name of each status ("unknown log code", "unsupported version", ...), for summaries.
+// A short fixed name of each status ("not a signalling log", "unsupported version", ...), for summaries.
 const char* OTAExtractStatusName(eOTAExtractStatus status);
 
 // A short fixed name of a record's message kind, e.g. "LTE RRC UL-DCCH", "LTE NAS EMM protected",
@@ -43,8 +43,9 @@ public:
     ~cOTAExtractor();
 
     // Reads the `size` bytes of a diagnostic packet (a log packet, or one inside a multi-SIM wrapper; the
-    // caller keeps them). On OTA_EXTRACT_MESSAGE `out` describes the message; otherwise `out` is reset.
-    // Never reads outside the `size` bytes.
+    // caller keeps them). On OTA_EXTRACT_MESSAGE `out` describes the message; otherwise `out` is reset but
+    // for what the log header and wrapper give (mLogCode, mTimestamp, mSubscription) and mLogVersion where
+    // the payload has one. Never reads outside the `size` bytes.
     eOTAExtractStatus Extract(const unsigned char* packet, size_t size, sOTAMessage& out);
     // The same for a buffer the caller keeps (its mSize bytes).
     eOTAExtractStatus Extract(const sSharedBuffer* packet, sOTAMessage& out);

@@ -54,6 +54,13 @@ enum eOTAWCDMAChannel : uint8_t {
     OTA_WCDMA_SIB = 9,
 };
 
+// sOTAMessage::mSIBType of OTA_WCDMA_SIB: the SIB-Type enumeration of the RRC standard (0 MIB, 1-18 ...,
+// 30 SIB5bis, 31 the extension type, whose block type is not given), and two extension blocks that the
+// newer 0x412F layout names.
+const uint8_t OTA_WCDMA_SIB_EXTENSION_TYPE = 31;
+const uint8_t OTA_WCDMA_SIB11BIS = 66;
+const uint8_t OTA_WCDMA_SIB19 = 67;
+
 // LTE RRC logical channels (the message's top-level ASN.1 type), whatever PDU-number table the log version
 // uses.
 enum eOTALTERRCChannel : uint8_t {

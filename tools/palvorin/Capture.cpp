@@ -97,7 +97,9 @@ bool Answers(const sPending& pending, const sSharedBuffer* packet) {
 // Stores every packet and catches the answer to the request in flight.
 class cCaptureSink : public cStoreSink {
 public:
-    cCaptureSink(cCountingStore& store, cGSMTAPSender* live) : cStoreSink(store, 0, -1, live) {}
+    // Stamped like `record` by default: each log packet with its own timestamp, others with the one before.
+    cCaptureSink(cCountingStore& store, cGSMTAPSender* live)
+        : cStoreSink(store, cItemClock(ITEM_CLOCK_PACKET), live) {}
     bool Packet(sSharedBuffer* packet) override {
         if (mPending != nullptr && !mPending->mAnswered && Answers(*mPending, packet)) {
             mPending->mAnswered = true;
@@ -151,7 +153,8 @@ eExchange cCapture::Exchange(sSharedBuffer* request, sPending& pending, int atte
         frame->AddRef();
     }
     // The request goes into the file as a request, in its place among the packets from the device.
-    mRecording.Store().WriteItem(request, CurrentFiletime(), ITEM_TYPE_DERIVE);
+    mSink.ChunkRead();
+    mSink.Sent(request);
     pending.mCommand = request->mData[0];
     pending.mAnswered = false;
     mSink.mPending = &pending;

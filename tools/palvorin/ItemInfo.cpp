@@ -1,5 +1,6 @@
 #include "tools/palvorin/ItemInfo.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <new>
@@ -52,20 +53,32 @@ std::string FormatUTC(uint64_t msSince1601) {
     return out;
 }
 
-sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
+double UnixSeconds(uint64_t msSince1601) {
+    return (static_cast<double>(msSince1601) - static_cast<double>(kMsFrom1601To1970)) / 1000.0;
+}
+
+sPacketInfo DescribePacket(const unsigned char* payload, size_t size) {
     sPacketInfo info;
-    if (payload.size() < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
+    const unsigned char* inner = nullptr;
+    size_t innerSize = 0;
+    if (UnwrapMultiSIM(payload, size, inner, innerSize, info.mSubscription)) {
+        info.mWrapped = true;
+        payload = inner;
+        size = innerSize;
+    }
+    if (payload == nullptr || size < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
         return info;
     }
     info.mIsLog = true;
-    info.mLogCode = static_cast<unsigned int>(GetLE(payload.data() + 6, 2));
+    info.mLogCode = static_cast<unsigned int>(GetLE(payload + 6, 2));
     eAuxSource aux;
-    if (!IsOTALogCode(info.mLogCode, aux) || !IsUsableSize(static_cast<unsigned int>(payload.size()))) {
+    if (!IsOTALogCode(info.mLogCode, aux) || size > UINT32_MAX ||
+        !IsUsableSize(static_cast<unsigned int>(size))) {
         return info;
     }
     // The view takes its own reference; the buffer is ours and freed by the last Release.
-    sSharedBuffer* buffer = new (std::nothrow)
-        sSharedBuffer(payload.data(), static_cast<unsigned int>(payload.size()), PROTOCOL_DIAG_FROM_DEVICE);
+    sSharedBuffer* buffer =
+        new (std::nothrow) sSharedBuffer(payload, static_cast<unsigned int>(size), PROTOCOL_DIAG_FROM_DEVICE);
     if (buffer == nullptr) {
         return info;
     }
@@ -79,4 +92,10 @@ sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
     }
     buffer->Release();
     return info;
+}
+
+const char* MessageKind(cOTAExtractor& extractor, const unsigned char* payload, size_t size) {
+    sOTAMessage message;
+    return extractor.Extract(payload, size, message) == OTA_EXTRACT_MESSAGE ? OTAMessageKindName(message)
+                                                                            : nullptr;
 }

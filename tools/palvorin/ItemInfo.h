@@ -1,10 +1,13 @@
 // What the tool shows about a stored item: the name of its item type, its UTC time, and for log packets
-// the log code and (for over-the-air logs) the OTA type.
+// (also inside a multi-SIM wrapper) the log code, the OTA type and the kind of signalling message.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "ota/OTAExtractor.h"
 
 // Short name of an item type ("log", "ota-log", ...), or "unknown".
 const char* ItemTypeName(unsigned int type);
@@ -14,11 +17,23 @@ bool IsKnownItemType(unsigned int type);
 // Milliseconds since 1601-01-01 as "YYYY-MM-DDTHH:MM:SS.mmmZ".
 std::string FormatUTC(uint64_t msSince1601);
 
-// What a payload says about itself.
+// Milliseconds since 1601-01-01 as seconds since 1970-01-01 (Unix time), fraction included.
+double UnixSeconds(uint64_t msSince1601);
+
+// What a payload says about itself; a multi-SIM wrapper is described by its inner packet.
 struct sPacketInfo {
-    bool mIsLog = false;  // command code 16 with the 16-byte header
+    bool mWrapped = false;       // inside a multi-SIM wrapper
+    uint32_t mSubscription = 0;  // the wrapper's subscription id
+    bool mIsLog = false;         // command code 16 with the 16-byte header
     unsigned int mLogCode = 0;
     bool mIsOTA = false;  // a valid over-the-air log
     std::vector<unsigned int> mOTAType;
 };
-sPacketInfo DescribePacket(const std::vector<unsigned char>& payload);
+sPacketInfo DescribePacket(const unsigned char* payload, size_t size);
+inline sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
+    return DescribePacket(payload.data(), payload.size());
+}
+
+// The kind of signalling message (OTAMessageKindName) that `extractor`, fed the items in order, takes
+// from this payload, or null (not a signalling log, a held segment, a failed check).
+const char* MessageKind(cOTAExtractor& extractor, const unsigned char* payload, size_t size);

@@ -1,56 +1,31 @@
-// The GSMTAP encapsulation of live capture. Until the over-the-air message extraction and its GSMTAP
-// export join the tool, this one covers the LTE NAS logs alone: their payload is a version byte, three
-// release bytes and the NAS message to the end, sent as GSMTAP version 2 type 0x12 (LTE NAS), sub-type 0
-// for the plain codes and 1 for the security-protected ones. Replacing the function below by the export's
-// encapsulation is the one change live GSMTAP needs to cover every technology.
+// The GSMTAP encapsulation of live capture: the signalling message of each packet, extracted by the
+// library (ota/OTAExtractor.h), as the GSMTAP version 2 packet the pcap export also writes (Export.h). A UDP
+// datagram has no other way out for a message that version 2 cannot carry with its channel number (LTE RRC
+// on an EARFCN above 16383, for which the export names the dissector instead), so such a message goes with
+// the ARFCN field left 0; messages without a GSMTAP type (NR) are not sent.
 
-#include "diag/WireFormat.h"
-#include "tools/palvorin/GSMTAPFormat.h"
+#include <memory>
+
+#include "ota/OTAExtractor.h"
+#include "tools/palvorin/Export.h"
 #include "tools/palvorin/GSMTAPSender.h"
 
-namespace {
-
-const unsigned int kLogHeaderSize = 16;
-const unsigned int kNASMessageAt = kLogHeaderSize + 4;
-const uint8_t kGSMTAPTypeLTENAS = 0x12;
-
-// LTE NAS over-the-air codes: 0 plain, 1 security-protected, -1 none.
-int NASSubType(unsigned int code) {
-    switch (code) {
-        case 0xB0E2:
-        case 0xB0E3:
-        case 0xB0EC:
-        case 0xB0ED:
-            return 0;
-        case 0xB0E0:
-        case 0xB0E1:
-        case 0xB0EA:
-        case 0xB0EB:
-            return 1;
-        default:
-            return -1;
-    }
-}
-
-void EncapsulateLTENAS(const unsigned char* packet, size_t size, GSMTAPDatagrams& datagrams) {
-    if (size <= kNASMessageAt || packet[0] != 0x10 || ReadU16(packet + 2) + 4u != size) {
-        return;
-    }
-    const int subType = NASSubType(ReadU16(packet + 6));
-    if (subType < 0) {
-        return;
-    }
-    std::vector<unsigned char> datagram(GSMTAP_HEADER_SIZE, 0);
-    datagram[GSMTAP_AT_VERSION] = GSMTAP_HEADER_VERSION;
-    datagram[GSMTAP_AT_WORDS] = GSMTAP_HEADER_WORDS;
-    datagram[GSMTAP_AT_TYPE] = kGSMTAPTypeLTENAS;
-    datagram[GSMTAP_AT_SUB_TYPE] = static_cast<unsigned char>(subType);
-    datagram.insert(datagram.end(), packet + kNASMessageAt, packet + size);
-    datagrams.push_back(std::move(datagram));
-}
-
-}  // namespace
-
 GSMTAPEncapsulation LiveGSMTAPEncapsulation() {
-    return EncapsulateLTENAS;
+    // One extractor per stream: it holds the pieces of segmented messages between packets.
+    std::shared_ptr<cOTAExtractor> extractor = std::make_shared<cOTAExtractor>();
+    return [extractor](const unsigned char* packet, size_t size, GSMTAPDatagrams& datagrams) {
+        sOTAMessage message;
+        if (extractor->Extract(packet, size, message) != OTA_EXTRACT_MESSAGE) {
+            return;
+        }
+        std::vector<unsigned char> datagram;
+        if (!BuildGSMTAPPacket(message, datagram) && (message.mContext & OTA_HAS_CHANNEL_NUMBER) != 0) {
+            message.mContext &= static_cast<uint8_t>(~OTA_HAS_CHANNEL_NUMBER);
+            message.mChannelNumber = 0;
+            BuildGSMTAPPacket(message, datagram);
+        }
+        if (!datagram.empty()) {
+            datagrams.push_back(std::move(datagram));
+        }
+    };
 }

@@ -30,8 +30,16 @@ int main(int argc, char** argv) {
         ->required();
     recordCommand->add_option("OUT", record.mOutput, "the ISF file to write (replaced if it exists)")
         ->required();
+    std::string clock = "packet";
+    CLI::Option* clockOption = recordCommand->add_option(
+        "--clock", clock,
+        "packet (default): stamp each item with its log packet's own diagnostic timestamp (converted to "
+        "UTC, no leap seconds); items without one (responses...) take the time of the item before them. "
+        "host: stamp each item with the time it was read");
+    clockOption->check(CLI::IsMember({"packet", "host"}));
     CLI::Option* rate = recordCommand->add_option(
-        "--rate", record.mRate, "stamp items at this many per second instead of the time they were read");
+        "--rate", record.mRate, "stamp items at this many per second instead (not with --clock)");
+    rate->excludes(clockOption);
     rate->check(CLI::PositiveNumber);
     recordCommand
         ->add_option("--start", record.mStart,
@@ -65,13 +73,17 @@ int main(int argc, char** argv) {
 
     std::string dumpPath;
     bool json = false;
-    CLI::App* dumpCommand =
-        app.add_subcommand("dump",
-                           "One line per item: index, UTC time, item type, payload length, auxiliary "
-                           "value, log code and OTA type");
+    CLI::App* dumpCommand = app.add_subcommand(
+        "dump",
+        "One line per item: index, UTC time, item type, payload length, auxiliary "
+        "value, and for log packets the subscription of a multi-SIM wrapper, the log code, "
+        "the OTA type and the kind of signalling message");
     dumpCommand->add_option("FILE", dumpPath, "the ISF file (one whose writer never closed it too)")
         ->required();
-    dumpCommand->add_flag("--json", json, "a JSON array, one item object per line");
+    dumpCommand->add_flag(
+        "--json", json,
+        "a JSON array, one item object per line; its time is \"time_utc\" (ISO 8601, UTC) and "
+        "\"unix_time\" (seconds since 1970-01-01 UTC, with milliseconds)");
 
     sVerifyOptions verify;
     CLI::App* verifyCommand = app.add_subcommand(
@@ -84,7 +96,11 @@ int main(int argc, char** argv) {
     std::string pcapIn;
     std::string pcapOut;
     CLI::App* pcapCommand =
-        app.add_subcommand("pcap", "Export the over-the-air logs as GSMTAP (UDP port 4729) in a pcap file");
+        app.add_subcommand("pcap",
+                           "Export the signalling messages of the over-the-air logs into a pcap file that "
+                           "tshark/Wireshark decode without plug-ins (link type 252, exported PDUs: GSMTAP "
+                           "where GSMTAP version 2 carries the message, else the message's own dissector); "
+                           "a summary accounts for every item");
     pcapCommand->add_option("FILE", pcapIn, "the ISF file")->required();
     pcapCommand->add_option("OUT", pcapOut, "the pcap file to write")->required();
 
@@ -104,6 +120,7 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? 0 : 2;
     }
     ShowLibraryLog(libraryLog);
+    record.mHostClock = clock == "host";
     if (*recordCommand) {
         return RunRecord(record);
     }

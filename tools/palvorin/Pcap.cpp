@@ -1,175 +1,15 @@
-// palvorin pcap: the over-the-air logs of an ISF file as GSMTAP packets in UDP over IPv4 (raw IP link
-// type), which packet analysers decode by the UDP port. WCDMA RRC logs are exported by channel type, and
-// the system-information blocks that the reassembly rebuilt by their block type; everything else is
-// counted as skipped.
-
-#include <pcap/pcap.h>
+// palvorin pcap: the signalling messages of an ISF file's over-the-air logs in a pcap file that packet
+// analysers such as tshark decode without plug-ins (Export.h says how); every item is accounted for.
 
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
-#include <map>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "diag/OTACodes.h"
 #include "tools/ISFReader.h"
 #include "tools/palvorin/Commands.h"
-#include "tools/palvorin/GSMTAPFormat.h"
-#include "tools/palvorin/ItemInfo.h"
+#include "tools/palvorin/Export.h"
+#include "tools/palvorin/ItemExport.h"
+#include "tools/palvorin/PcapWriter.h"
 #include "tools/palvorin/Problems.h"
-
-namespace {
-
-const unsigned int kIPv4HeaderSize = 20;
-const unsigned int kUDPHeaderSize = 8;
-const unsigned int kLogPayloadAt = 16;  // start of a log packet's payload
-// WCDMA RRC log payload: channel type, header byte, u16 message length, message.
-const unsigned int kRRCMessageAt = 4;
-const unsigned char kRebuiltFromBCH = 254;
-const unsigned char kRebuiltFromFACH = 255;
-const uint64_t kMsFrom1601To1970 = FILETIME_UNIX_EPOCH / FILETIME_UNITS_PER_MS;
-
-// RRC channel types 0..8 of a WCDMA RRC log, in order.
-const uint8_t kChannelSubTypes[] = {GSMTAP_RRC_UL_CCCH, GSMTAP_RRC_UL_DCCH,  GSMTAP_RRC_DL_CCCH,
-                                    GSMTAP_RRC_DL_DCCH, GSMTAP_RRC_BCCH_BCH, GSMTAP_RRC_BCCH_FACH,
-                                    GSMTAP_RRC_PCCH,    GSMTAP_RRC_MCCH,     GSMTAP_RRC_MSCH};
-
-// The SIB-Type enumeration (values 0..29) in order; 30 (SIB 5bis) follows, 31 is the extension type.
-const uint8_t kSIBSubTypes[] = {
-    GSMTAP_RRC_MIB,     GSMTAP_RRC_SIB1,    GSMTAP_RRC_SIB2,    GSMTAP_RRC_SIB3,  GSMTAP_RRC_SIB4,
-    GSMTAP_RRC_SIB5,    GSMTAP_RRC_SIB6,    GSMTAP_RRC_SIB7,    GSMTAP_RRC_SIB8,  GSMTAP_RRC_SIB9,
-    GSMTAP_RRC_SIB10,   GSMTAP_RRC_SIB11,   GSMTAP_RRC_SIB12,   GSMTAP_RRC_SIB13, GSMTAP_RRC_SIB13_1,
-    GSMTAP_RRC_SIB13_2, GSMTAP_RRC_SIB13_3, GSMTAP_RRC_SIB13_4, GSMTAP_RRC_SIB14, GSMTAP_RRC_SIB15,
-    GSMTAP_RRC_SIB15_1, GSMTAP_RRC_SIB15_2, GSMTAP_RRC_SIB15_3, GSMTAP_RRC_SIB16, GSMTAP_RRC_SIB17,
-    GSMTAP_RRC_SIB15_4, GSMTAP_RRC_SIB18,   GSMTAP_RRC_SB1,     GSMTAP_RRC_SB2,   GSMTAP_RRC_SIB15_5,
-    GSMTAP_RRC_SIB5BIS};
-const unsigned int kSIBTypeCount = sizeof kSIBSubTypes / sizeof kSIBSubTypes[0];
-
-const char* const kChannelNames[] = {"UL-CCCH",   "UL-DCCH", "DL-CCCH", "DL-DCCH", "BCCH-BCH",
-                                     "BCCH-FACH", "PCCH",    "MCCH",    "MSCH"};
-const char* const kSIBNames[] = {
-    "MasterInformationBlock", "SysInfoType1",    "SysInfoType2",    "SysInfoType3",   "SysInfoType4",
-    "SysInfoType5",           "SysInfoType6",    "SysInfoType7",    "SysInfoType8",   "SysInfoType9",
-    "SysInfoType10",          "SysInfoType11",   "SysInfoType12",   "SysInfoType13",  "SysInfoType13-1",
-    "SysInfoType13-2",        "SysInfoType13-3", "SysInfoType13-4", "SysInfoType14",  "SysInfoType15",
-    "SysInfoType15-1",        "SysInfoType15-2", "SysInfoType15-3", "SysInfoType16",  "SysInfoType17",
-    "SysInfoType15-4",        "SysInfoType18",   "SysInfoTypeSB1",  "SysInfoTypeSB2", "SysInfoType15-5",
-    "SysInfoType5bis"};
-static_assert(sizeof kChannelNames / sizeof kChannelNames[0] == sizeof kChannelSubTypes,
-              "one name a channel");
-static_assert(sizeof kSIBNames / sizeof kSIBNames[0] == kSIBTypeCount, "one name a block type");
-
-const char* TechnologyName(eOTATechnology technology) {
-    switch (technology) {
-        case OTA_CDMA:
-            return "CDMA";
-        case OTA_CDMA1XEV:
-            return "CDMA 1xEV";
-        case OTA_GSM:
-            return "GSM";
-        case OTA_UMTS:
-            return "UMTS NAS";
-        case OTA_WCDMA:
-            return "WCDMA";
-        case OTA_UMB:
-            return "UMB";
-        case OTA_WLAN:
-            return "WLAN";
-        default:
-            return "over-the-air without a technology";
-    }
-}
-
-void PutBE(unsigned char* out, uint32_t value, unsigned int size) {
-    for (unsigned int i = 0; i < size; ++i) {
-        out[i] = static_cast<unsigned char>(value >> (8 * (size - 1 - i)));
-    }
-}
-
-// IPv4 (loopback to loopback) and UDP headers, the GSMTAP header, then the RRC bytes.
-std::vector<unsigned char> Packet(uint8_t subType, const unsigned char* data, size_t size) {
-    std::vector<unsigned char> packet(kIPv4HeaderSize + kUDPHeaderSize + GSMTAP_HEADER_SIZE + size, 0);
-    unsigned char* ip = packet.data();
-    ip[0] = 0x45;  // version 4, 5 words
-    PutBE(ip + 2, static_cast<uint32_t>(packet.size()), 2);
-    ip[8] = 64;  // time to live
-    ip[9] = 17;  // UDP
-    PutBE(ip + 12, 0x7F000001, 4);
-    PutBE(ip + 16, 0x7F000001, 4);
-    uint32_t sum = 0;
-    for (unsigned int i = 0; i < kIPv4HeaderSize; i += 2) {
-        sum += (uint32_t{ip[i]} << 8) | ip[i + 1];
-    }
-    while (sum > 0xFFFF) {
-        sum = (sum & 0xFFFF) + (sum >> 16);
-    }
-    PutBE(ip + 10, ~sum & 0xFFFF, 2);
-    unsigned char* udp = ip + kIPv4HeaderSize;
-    PutBE(udp, GSMTAP_PORT, 2);
-    PutBE(udp + 2, GSMTAP_PORT, 2);
-    PutBE(udp + 4, static_cast<uint32_t>(kUDPHeaderSize + GSMTAP_HEADER_SIZE + size), 2);  // checksum 0: none
-    unsigned char* gsmtap = udp + kUDPHeaderSize;
-    gsmtap[GSMTAP_AT_VERSION] = GSMTAP_HEADER_VERSION;
-    gsmtap[GSMTAP_AT_WORDS] = GSMTAP_HEADER_WORDS;
-    gsmtap[GSMTAP_AT_TYPE] = GSMTAP_TYPE_UMTS_RRC_MESSAGE;
-    gsmtap[GSMTAP_AT_SUB_TYPE] = subType;
-    if (size != 0) {
-        memcpy(gsmtap + GSMTAP_HEADER_SIZE, data, size);
-    }
-    return packet;
-}
-
-class cExport {
-public:
-    // What an item becomes: a sub-type and the RRC bytes, or a reason to skip it.
-    bool Choose(const sISFItem& item, uint8_t& subType, const char*& name, const unsigned char*& data,
-                size_t& size) {
-        const sPacketInfo info = DescribePacket(item.mPayload);
-        if (!info.mIsOTA) {
-            return false;
-        }
-        const eOTATechnology technology = OTATechnologyOf(info.mLogCode);
-        if (technology != OTA_WCDMA) {
-            ++mSkipped[std::string(TechnologyName(technology)) + " logs (no export for this technology yet)"];
-            return false;
-        }
-        // A valid WCDMA view has the 4-byte payload header and a message length that matches the payload.
-        const unsigned char* payload = item.mPayload.data() + kLogPayloadAt;
-        const unsigned int channel = payload[0];
-        const size_t length = item.mPayload.size() - kLogPayloadAt - kRRCMessageAt;
-        data = payload + kRRCMessageAt;
-        if (channel < sizeof kChannelSubTypes) {
-            subType = kChannelSubTypes[channel];
-            name = kChannelNames[channel];
-            size = length;
-            return true;
-        }
-        if (channel == kRebuiltFromBCH || channel == kRebuiltFromFACH) {
-            if (length == 0) {
-                ++mSkipped["rebuilt blocks without a block type"];
-                return false;
-            }
-            const unsigned int sibType = data[0];
-            if (sibType >= kSIBTypeCount) {
-                ++mSkipped["rebuilt blocks of the extension type (31)"];
-                return false;
-            }
-            subType = kSIBSubTypes[sibType];
-            name = kSIBNames[sibType];
-            ++data;
-            size = length - 1;
-            return true;
-        }
-        ++mSkipped["WCDMA RRC logs of channel type " + std::to_string(channel)];
-        return false;
-    }
-
-    std::map<std::string, uint64_t> mSkipped;
-};
-
-}  // namespace
 
 int RunPcap(const std::string& input, const std::string& output) {
     const sISFFile file = ReadISFFile(input);
@@ -177,54 +17,26 @@ int RunPcap(const std::string& input, const std::string& output) {
         ReportProblems(input, file.mProblems);
         return 1;
     }
-    pcap_t* dead = pcap_open_dead(DLT_RAW, 65535);
-    if (dead == nullptr) {
-        fprintf(stderr, "palvorin: cannot set up the pcap writer\n");
+    cPcapWriter writer;
+    if (!writer.Open(output, EXPORT_LINK_TYPE)) {
+        fprintf(stderr, "palvorin: cannot write %s: %s\n", output.c_str(), writer.Error().c_str());
         return 1;
     }
-    pcap_dumper_t* dumper = pcap_dump_open(dead, output.c_str());
-    if (dumper == nullptr) {
-        fprintf(stderr, "palvorin: cannot write %s: %s\n", output.c_str(), pcap_geterr(dead));
-        pcap_close(dead);
-        return 1;
-    }
-    cExport exporter;
-    uint64_t exported = 0;
-    std::map<std::pair<unsigned int, std::string>, uint64_t> bySubType;
+    cItemExport exporter(writer);
+    bool written = true;
     for (const sISFItem& item : file.mItems) {
-        uint8_t subType = 0;
-        const char* name = nullptr;
-        const unsigned char* data = nullptr;
-        size_t size = 0;
-        if (!exporter.Choose(item, subType, name, data, size)) {
-            continue;
-        }
-        const std::vector<unsigned char> packet = Packet(subType, data, size);
-        pcap_pkthdr header;
-        const uint64_t unixMs = item.mTimeMs > kMsFrom1601To1970 ? item.mTimeMs - kMsFrom1601To1970 : 0;
-        header.ts.tv_sec = static_cast<time_t>(unixMs / 1000);
-        header.ts.tv_usec = static_cast<suseconds_t>((unixMs % 1000) * 1000);
-        header.caplen = header.len = static_cast<bpf_u_int32>(packet.size());
-        pcap_dump(reinterpret_cast<u_char*>(dumper), &header, packet.data());
-        ++exported;
-        ++bySubType[{subType, name}];
+        written = exporter.Item(item.mPayload.data(), item.mPayload.size(), item.mType,
+                                item.mTimeMs * FILETIME_UNITS_PER_MS) &&
+                  written;
     }
-    const bool written = pcap_dump_flush(dumper) == 0 && !ferror(pcap_dump_file(dumper));
-    pcap_dump_close(dumper);
-    pcap_close(dead);
-    if (!written) {
+    exporter.Finish();
+    if (!writer.Close() || !written) {
         fprintf(stderr, "palvorin: writing %s failed\n", output.c_str());
         return 1;
     }
-    printf("exported %" PRIu64 " packets from %s into %s (GSMTAP, UDP port %u)\n", exported, input.c_str(),
-           output.c_str(), GSMTAP_PORT);
-    for (const auto& entry : bySubType) {
-        printf("  %-24s (UMTS RRC sub-type %2u) %" PRIu64 "\n", entry.first.second.c_str(), entry.first.first,
-               entry.second);
-    }
-    for (const auto& entry : exporter.mSkipped) {
-        printf("  skipped %" PRIu64 " %s\n", entry.second, entry.first.c_str());
-    }
+    printf("exported %" PRIu64 " messages from %s into %s (pcap link type %d: Wireshark exported PDUs)\n",
+           exporter.mExported, input.c_str(), output.c_str(), EXPORT_LINK_TYPE);
+    exporter.Summary(stdout);
     ReportProblems(input, file.mProblems);
     return 0;
 }

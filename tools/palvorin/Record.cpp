@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -13,9 +14,21 @@
 
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/GSMTAPSender.h"
+#include "tools/palvorin/ItemClock.h"
 #include "tools/palvorin/Recording.h"
 
 namespace {
+
+cItemClock ClockOf(const sRecordOptions& options) {
+    if (options.mRate <= 0) {
+        return cItemClock(options.mHostClock ? ITEM_CLOCK_HOST : ITEM_CLOCK_PACKET);
+    }
+    const double step = 1e7 / options.mRate;
+    const FILETIME start = options.mStart >= 0
+                               ? static_cast<FILETIME>(options.mStart) * 10000000ULL + FILETIME_UNIX_EPOCH
+                               : CurrentFiletime();
+    return cItemClock(ITEM_CLOCK_RATE, start, static_cast<FILETIME>(std::llround(step < 1 ? 1 : step)));
+}
 
 int OpenInput(const std::string& path) {
     if (path == "-") {
@@ -70,7 +83,7 @@ int RunRecord(const sRecordOptions& options) {
 
     cStopSignals signals({SIGINT, SIGTERM});
     cRawTerminal terminal(input);
-    cStoreSink sink(recording.Store(), options.mRate, options.mStart, live.get());
+    cStoreSink sink(recording.Store(), ClockOf(options), live.get());
     int result = 0;
     while (StopSignal() == 0) {
         const eReadResult read = recording.ReadOnce(input, -1, signals.WaitMask(), sink);

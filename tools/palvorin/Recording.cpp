@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cinttypes>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -89,29 +88,23 @@ const char* SignalName(int signal) {
     }
 }
 
-cStoreSink::cStoreSink(cCountingStore& store, double rate, int64_t start, cGSMTAPSender* live)
-    : mStore(store), mLive(live) {
-    if (rate > 0) {
-        const double step = 1e7 / rate;
-        mStep = static_cast<FILETIME>(std::llround(step < 1 ? 1 : step));
-        mNext =
-            start >= 0 ? static_cast<FILETIME>(start) * 10000000ULL + FILETIME_UNIX_EPOCH : CurrentFiletime();
-    }
-}
+cStoreSink::cStoreSink(cCountingStore& store, const cItemClock& clock, cGSMTAPSender* live)
+    : mStore(store), mLive(live), mClock(clock) {}
 
 void cStoreSink::ChunkRead() {
-    if (mStep == 0) {
-        mNext = CurrentFiletime();
-    }
+    mClock.ChunkRead(CurrentFiletime());
 }
 
 bool cStoreSink::Packet(sSharedBuffer* packet) {
-    mStatus = mStore.WriteItem(packet, mNext, ITEM_TYPE_DERIVE);
-    mNext += mStep;
+    mStatus = mStore.WriteItem(packet, mClock.Stamp(packet->mData, packet->mSize), ITEM_TYPE_DERIVE);
     if (mLive != nullptr) {
         mLive->Packet(packet);
     }
     return mStatus == ISF_STATUS_OK;
+}
+
+unsigned int cStoreSink::Sent(sSharedBuffer* packet) {
+    return mStore.WriteItem(packet, mClock.Stamp(packet->mData, packet->mSize), ITEM_TYPE_DERIVE);
 }
 
 cRecording::cRecording(std::string input, std::string output, bool progress)

@@ -13,6 +13,7 @@
 #include "tools/palvorin/CountingStore.h"
 #include "tools/palvorin/ErrnoStream.h"
 #include "tools/palvorin/FrameDecoder.h"
+#include "tools/palvorin/ItemClock.h"
 
 class cGSMTAPSender;
 
@@ -41,23 +42,23 @@ int StopSignal();
 // "SIGINT", "SIGTERM", "SIGHUP", ...
 const char* SignalName(int signal);
 
-// Writes each decoded packet as an item from the device, stamped with the time its chunk was read or with
-// times spread at a fixed rate, and hands it to the live GSMTAP sender when there is one.
+// Writes each decoded packet as an item from the device, stamped by the item clock, and hands it to the
+// live GSMTAP sender when there is one.
 class cStoreSink : public cPacketSink {
 public:
-    // `rate` items per second from `start` (seconds since 1970, -1: now); a rate of 0 stamps reading times.
     // `live` (may be null; kept by the caller, outliving the sink) receives every stored packet.
-    cStoreSink(cCountingStore& store, double rate, int64_t start, cGSMTAPSender* live);
+    cStoreSink(cCountingStore& store, const cItemClock& clock, cGSMTAPSender* live);
     void ChunkRead();
     bool Packet(sSharedBuffer* packet) override;
+    // Stores a packet the tool itself sent (a request; kept by the caller) in its place among the others.
+    unsigned int Sent(sSharedBuffer* packet);
 
     unsigned int mStatus = ISF_STATUS_OK;
 
 private:
     cCountingStore& mStore;
     cGSMTAPSender* mLive;
-    FILETIME mNext = 0;
-    FILETIME mStep = 0;  // 0: stamp with the reading time
+    cItemClock mClock;
 };
 
 enum eReadResult {

@@ -1,0 +1,152 @@
+#include "ota/OTAExtractor.h"
+
+#include <new>
+
+#include "diag/WireFormat.h"
+#include "ota/OTAFamilies.h"
+
+namespace {
+
+// Log packet: 10 00 | u16 length | u16 length | u16 code | u64 timestamp | payload; length = size - 4.
+const unsigned char kLogCommand = 0x10;
+const size_t kLogHeaderSize = 16;
+const size_t kLengthAt = 2;
+const size_t kLengthCopyAt = 4;
+const size_t kCodeAt = 6;
+const size_t kTimestampAt = 8;
+const size_t kLengthExcludes = 4;
+
+// Multi-SIM wrapper: 98 01 00 00 | u32 subscription | inner packet.
+const unsigned char kMultiSIMPrefix[] = {0x98, 0x01, 0x00, 0x00};
+const size_t kMultiSIMHeaderSize = 8;
+
+using fFamily = eOTAExtractStatus (*)(const sOTAPayload&, sOTAMessage&, cOTASegments*);
+
+eOTAExtractStatus LTERRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments* s) {
+    return ExtractLTERRC(p, out, s);
+}
+eOTAExtractStatus NRRRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments* s) {
+    return ExtractNRRRC(p, out, s);
+}
+eOTAExtractStatus NAS(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractNAS(p, out);
+}
+eOTAExtractStatus GSMRR(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractGSMRR(p, out);
+}
+eOTAExtractStatus GPRSMAC(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractGPRSMAC(p, out);
+}
+eOTAExtractStatus GPRSGMM(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractGPRSGMM(p, out);
+}
+eOTAExtractStatus UMTSNAS(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractUMTSNAS(p, out);
+}
+eOTAExtractStatus WCDMARRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
+    return ExtractWCDMARRC(p, out);
+}
+
+// The log codes that carry a signalling message; every other code is not signalling.
+const struct {
+    uint16_t mCode;
+    fFamily mFamily;
+} kCodes[] = {
+    {0xB0C0, LTERRC},  {0xB0E0, NAS},     {0xB0E1, NAS},     {0xB0E2, NAS},      {0xB0E3, NAS},
+    {0xB0EA, NAS},     {0xB0EB, NAS},     {0xB0EC, NAS},     {0xB0ED, NAS},      {0xB821, NRRRC},
+    {0xB800, NAS},     {0xB801, NAS},     {0xB808, NAS},     {0xB809, NAS},      {0xB80A, NAS},
+    {0xB80B, NAS},     {0xB814, NAS},     {0x512F, GSMRR},   {0x5B2F, GSMRR},    {0x5226, GPRSMAC},
+    {0x5230, GPRSGMM}, {0x713A, UMTSNAS}, {0x7B3A, UMTSNAS}, {0x412F, WCDMARRC},
+};
+
+fFamily FamilyOf(unsigned int code) {
+    for (const auto& entry : kCodes) {
+        if (entry.mCode == code) {
+            return entry.mFamily;
+        }
+    }
+    return nullptr;
+}
+
+// Everything but what the log header and wrapper gave goes back to its default.
+eOTAExtractStatus Failed(eOTAExtractStatus status, sOTAMessage& out) {
+    sOTAMessage kept;
+    kept.mLogCode = out.mLogCode;
+    kept.mLogVersion = out.mLogVersion;
+    kept.mTimestamp = out.mTimestamp;
+    kept.mSubscription = out.mSubscription;
+    out = kept;
+    return status;
+}
+
+}  // namespace
+
+bool UnwrapMultiSIM(const unsigned char* packet, size_t size, const unsigned char*& inner, size_t& innerSize,
+                    uint32_t& subscription) {
+    if (packet == nullptr || size <= kMultiSIMHeaderSize) {
+        return false;
+    }
+    for (size_t i = 0; i < sizeof kMultiSIMPrefix; ++i) {
+        if (packet[i] != kMultiSIMPrefix[i]) {
+            return false;
+        }
+    }
+    subscription = ReadU32(packet + sizeof kMultiSIMPrefix);
+    inner = packet + kMultiSIMHeaderSize;
+    innerSize = size - kMultiSIMHeaderSize;
+    return true;
+}
+
+struct cOTAExtractor::sState {
+    cOTASegments mSegments;
+};
+
+cOTAExtractor::cOTAExtractor() : mState(new (std::nothrow) sState) {}
+
+cOTAExtractor::~cOTAExtractor() {
+    delete mState;
+}
+
+eOTAExtractStatus cOTAExtractor::Extract(const unsigned char* packet, size_t size, sOTAMessage& out) {
+    out = sOTAMessage();
+    const unsigned char* log = packet;
+    size_t logSize = size;
+    uint32_t subscription = 0;
+    if (UnwrapMultiSIM(packet, size, log, logSize, subscription)) {
+        out.mSubscription = subscription;
+    }
+    if (log == nullptr || logSize < kLogHeaderSize || log[0] != kLogCommand) {
+        return OTA_EXTRACT_NOT_SIGNALLING;
+    }
+    out.mLogCode = static_cast<uint16_t>(ReadU16(log + kCodeAt));
+    out.mTimestamp = ReadU64(log + kTimestampAt);
+    const fFamily family = FamilyOf(out.mLogCode);
+    if (family == nullptr) {
+        return OTA_EXTRACT_NOT_SIGNALLING;
+    }
+    if (ReadU16(log + kLengthAt) != logSize - kLengthExcludes ||
+        ReadU16(log + kLengthCopyAt) != logSize - kLengthExcludes) {
+        return OTA_EXTRACT_BAD_LENGTH;
+    }
+    const sOTAPayload payload = {log + kLogHeaderSize, logSize - kLogHeaderSize, out.mLogCode};
+    const eOTAExtractStatus status = family(payload, out, mState != nullptr ? &mState->mSegments : nullptr);
+    return status == OTA_EXTRACT_MESSAGE ? status : Failed(status, out);
+}
+
+eOTAExtractStatus cOTAExtractor::Extract(const sSharedBuffer* packet, sOTAMessage& out) {
+    if (!IsUsableBuffer(packet)) {
+        out = sOTAMessage();
+        return OTA_EXTRACT_NOT_SIGNALLING;
+    }
+    return Extract(packet->mData, packet->mSize, out);
+}
+
+unsigned int cOTAExtractor::HeldPieces() const {
+    return mState != nullptr ? mState->mSegments.HeldPieces() : 0;
+}
+
+void cOTAExtractor::Reset() {
+    if (mState != nullptr) {
+        mState->mSegments.Reset();
+    }
+}
