@@ -15,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "Shared/HDLC.h"
 #include "diag/LogConfig.h"
@@ -32,6 +33,7 @@ const unsigned char kCmdMessageConfig = 0x7D;  // extended (debug-text) message 
 const unsigned char kSubSetAllLevels = 5;      // every subsystem to one level
 const unsigned char kErrBadTransaction = 0x95;
 const unsigned int kOpAt = 4;          // log configuration: operation
+const unsigned int kStatusAt = 8;      // log configuration answer: status
 const unsigned int kEquipEchoAt = 12;  // log configuration op 3 answer: the equipment id echoed
 const int kAttempts = 3;
 const int kStopAnswerMs = 1000;  // how long a stopping capture waits for logging to be turned off
@@ -92,6 +94,19 @@ bool Answers(const sPending& pending, const sSharedBuffer* packet) {
     }
     return pending.mEquipment < 0 || size < kEquipEchoAt + 4 ||
            ReadU32(p + kEquipEchoAt) == static_cast<unsigned int>(pending.mEquipment);
+}
+
+// Reads a log-configuration answer (the caller's bytes) through the library's response view.
+template <typename Read>
+void ReadLogConfigAnswer(const std::vector<unsigned char>& bytes, Read read) {
+    sSharedBuffer* copy =
+        new sSharedBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), PROTOCOL_DIAG_FROM_DEVICE);
+    copy->AddRef();
+    {
+        const sDiagLogConfigRsp answer(copy);
+        read(answer);
+    }
+    copy->Release();
 }
 
 // Stores every packet and catches the answer to the request in flight.
@@ -211,22 +226,18 @@ bool cCapture::Accepted(const sPending& pending, const char* what) {
         return false;
     }
     if (code == DIAG_CMD_LOG_CONFIG) {
-        sSharedBuffer* copy =
-            new sSharedBuffer(pending.mAnswer.data(), static_cast<unsigned int>(pending.mAnswer.size()),
-                              PROTOCOL_DIAG_FROM_DEVICE);
-        copy->AddRef();
-        bool good;
-        unsigned int status;
-        {
-            sDiagLogConfigRsp answer(copy);
+        bool good = false;
+        ReadLogConfigAnswer(pending.mAnswer, [&](const sDiagLogConfigRsp& answer) {
             good = answer.IsValid() && answer.GetStatus();
-            status = pending.mAnswer.size() >= 12 ? ReadU32(pending.mAnswer.data() + 8) : 0;
+        });
+        if (!good && pending.mAnswer.size() >= kStatusAt + 4 && ReadU32(&pending.mAnswer[kStatusAt]) != 0) {
+            fprintf(stderr, "palvorin: %s refused the request to %s: status %u\n", mOptions.mPort.c_str(),
+                    what, ReadU32(&pending.mAnswer[kStatusAt]));
+            return false;
         }
-        copy->Release();
         if (!good) {
-            fprintf(stderr, "palvorin: %s refused the request to %s: %s %u\n", mOptions.mPort.c_str(), what,
-                    status != 0 ? "status" : "a malformed answer of",
-                    status != 0 ? status : static_cast<unsigned int>(pending.mAnswer.size()));
+            fprintf(stderr, "palvorin: %s gave a malformed answer (%zu bytes) to the request to %s\n",
+                    mOptions.mPort.c_str(), pending.mAnswer.size(), what);
             return false;
         }
     }
@@ -281,17 +292,8 @@ int cCapture::Configure() {
         return status;
     }
     std::map<eLogEquipID, unsigned int> counts;
-    {
-        sSharedBuffer* copy =
-            new sSharedBuffer(ranges.mAnswer.data(), static_cast<unsigned int>(ranges.mAnswer.size()),
-                              PROTOCOL_DIAG_FROM_DEVICE);
-        copy->AddRef();
-        {
-            sDiagLogConfigRsp answer(copy);
-            counts = answer.GetSupportedBits();
-        }
-        copy->Release();
-    }
+    ReadLogConfigAnswer(ranges.mAnswer,
+                        [&](const sDiagLogConfigRsp& answer) { counts = answer.GetSupportedBits(); });
     if (counts.empty()) {
         fprintf(stderr, "palvorin: %s answered the request to report the log item ranges without them\n",
                 mOptions.mPort.c_str());
@@ -396,10 +398,12 @@ int RunCapture(const sCaptureOptions& options) {
     if (result == 0) {
         result = capture.Record();
     }
-    if (result <= 0 && StopSignal() != 0) {
+    if (result <= 0) {
+        // Stopped by a signal (Record returns only then, Configure returns -1 then).
         capture.LoggingOff(kStopAnswerMs, true);
         result = 0;
-    } else if (result != 0 && !capture.mGone) {
+    } else if (!capture.mGone) {
+        // A refusal or a silence: logging off all the same, in case part of the configuration took.
         capture.LoggingOff(kStopAnswerMs / 4, false);
     }
     // What was read before the end is written; a frame cut there is counted as unclosed.
