@@ -22,6 +22,7 @@
 #include "diag/LogMask.h"
 #include "diag/WireFormat.h"
 #include "tools/palvorin/Commands.h"
+#include "tools/palvorin/DiagAnswer.h"
 #include "tools/palvorin/GSMTAPSender.h"
 #include "tools/palvorin/LogGroups.h"
 #include "tools/palvorin/Recording.h"
@@ -29,12 +30,7 @@
 
 namespace {
 
-const unsigned char kCmdMessageConfig = 0x7D;  // extended (debug-text) message configuration
-const unsigned char kSubSetAllLevels = 5;      // every subsystem to one level
-const unsigned char kErrBadTransaction = 0x95;
-const unsigned int kOpAt = 4;          // log configuration: operation
-const unsigned int kStatusAt = 8;      // log configuration answer: status
-const unsigned int kEquipEchoAt = 12;  // log configuration op 3 answer: the equipment id echoed
+const unsigned int kLogConfigStatusAt = 8;  // log configuration answer: status
 const int kAttempts = 3;
 const int kStopAnswerMs = 1000;  // how long a stopping capture waits for logging to be turned off
 
@@ -44,71 +40,6 @@ double Seconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6;
 }
 
-const char* ErrorName(unsigned char code) {
-    switch (code) {
-        case 0x13:
-            return "bad command";
-        case 0x14:
-            return "bad parameter";
-        case 0x15:
-            return "bad length";
-        case 0x18:
-            return "bad mode";
-        case 0x42:
-            return "bad SPC mode";
-        case 0x47:
-            return "bad security mode";
-        case kErrBadTransaction:
-            return "bad transaction";
-        default:
-            return "error";
-    }
-}
-
-// A request in flight and what answers it: the same command (and log-configuration operation, and for a
-// mask the same equipment id), or an error reply.
-struct sPending {
-    unsigned char mCommand = 0;
-    unsigned int mOp = 0;    // log configuration
-    int mEquipment = -1;     // set-mask
-    unsigned char mSub = 0;  // message configuration
-    bool mAnswered = false;
-    std::vector<unsigned char> mAnswer;
-};
-
-bool Answers(const sPending& pending, const sSharedBuffer* packet) {
-    const unsigned char* p = packet->mData;
-    const unsigned int size = packet->mSize;
-    if ((p[0] >= DIAG_CMD_ERROR_RSP_19 && p[0] <= DIAG_CMD_ERROR_RSP_24) || p[0] == DIAG_CMD_ERROR_RSP_66 ||
-        p[0] == DIAG_CMD_ERROR_RSP_71 || p[0] == kErrBadTransaction) {
-        return true;
-    }
-    if (p[0] != pending.mCommand) {
-        return false;
-    }
-    if (pending.mCommand == kCmdMessageConfig) {
-        return size >= 2 && p[1] == pending.mSub;
-    }
-    if (size < kOpAt + 4 || ReadU32(p + kOpAt) != pending.mOp) {
-        return false;
-    }
-    return pending.mEquipment < 0 || size < kEquipEchoAt + 4 ||
-           ReadU32(p + kEquipEchoAt) == static_cast<unsigned int>(pending.mEquipment);
-}
-
-// Reads a log-configuration answer (the caller's bytes) through the library's response view.
-template <typename Read>
-void ReadLogConfigAnswer(const std::vector<unsigned char>& bytes, Read read) {
-    sSharedBuffer* copy =
-        new sSharedBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), PROTOCOL_DIAG_FROM_DEVICE);
-    copy->AddRef();
-    {
-        const sDiagLogConfigRsp answer(copy);
-        read(answer);
-    }
-    copy->Release();
-}
-
 // Stores every packet and catches the answer to the request in flight.
 class cCaptureSink : public cStoreSink {
 public:
@@ -116,13 +47,13 @@ public:
     cCaptureSink(cCountingStore& store, cGSMTAPSender* live)
         : cStoreSink(store, cItemClock(ITEM_CLOCK_PACKET), live) {}
     bool Packet(sSharedBuffer* packet) override {
-        if (mPending != nullptr && !mPending->mAnswered && Answers(*mPending, packet)) {
-            mPending->mAnswered = true;
-            mPending->mAnswer.assign(packet->mData, packet->mData + packet->mSize);
+        if (mAwaited != nullptr && !mAwaited->mAnswered && Answers(*mAwaited, packet->mData, packet->mSize)) {
+            mAwaited->mAnswered = true;
+            mAwaited->mAnswer.assign(packet->mData, packet->mData + packet->mSize);
         }
         return cStoreSink::Packet(packet);
     }
-    sPending* mPending = nullptr;  // not owned
+    sAwaited* mAwaited = nullptr;  // not owned
 };
 
 enum eExchange {
@@ -140,9 +71,9 @@ public:
         : mOptions(options), mPort(port), mRecording(recording), mSink(sink), mSignals(signals) {}
 
     // Sends `request` (owned here from now on) and waits for its answer while storing what arrives.
-    eExchange Exchange(sSharedBuffer* request, sPending& pending, int attempts, int waitMs, bool honourStop);
+    eExchange Exchange(sSharedBuffer* request, sAwaited& pending, int attempts, int waitMs, bool honourStop);
     // Says why an answered request failed, or returns true for a good answer.
-    bool Accepted(const sPending& pending, const char* what);
+    bool Accepted(const sAwaited& pending, const char* what);
     int Configure();
     int Record();
     // Turns logging off on the way out, waiting `waitMs` for the answer.
@@ -160,7 +91,7 @@ private:
     const cStopSignals& mSignals;
 };
 
-eExchange cCapture::Exchange(sSharedBuffer* request, sPending& pending, int attempts, int waitMs,
+eExchange cCapture::Exchange(sSharedBuffer* request, sAwaited& pending, int attempts, int waitMs,
                              bool honourStop) {
     request->AddRef();
     sSharedBuffer* frame = HDLCEncode(request, false);
@@ -172,7 +103,7 @@ eExchange cCapture::Exchange(sSharedBuffer* request, sPending& pending, int atte
     mSink.Sent(request);
     pending.mCommand = request->mData[0];
     pending.mAnswered = false;
-    mSink.mPending = &pending;
+    mSink.mAwaited = &pending;
     eExchange result = EXCHANGE_SILENT;
     for (int attempt = 0; attempt < attempts && result == EXCHANGE_SILENT; ++attempt) {
         if (frame == nullptr || frame->mSize == 0 || !mPort.WriteAll(frame->mData, frame->mSize, waitMs)) {
@@ -207,7 +138,7 @@ eExchange cCapture::Exchange(sSharedBuffer* request, sPending& pending, int atte
             }
         }
     }
-    mSink.mPending = nullptr;
+    mSink.mAwaited = nullptr;
     if (frame != nullptr) {
         frame->Release();
     }
@@ -218,11 +149,11 @@ eExchange cCapture::Exchange(sSharedBuffer* request, sPending& pending, int atte
     return result;
 }
 
-bool cCapture::Accepted(const sPending& pending, const char* what) {
+bool cCapture::Accepted(const sAwaited& pending, const char* what) {
     const unsigned char code = pending.mAnswer.empty() ? 0 : pending.mAnswer[0];
     if (code != pending.mCommand) {
         fprintf(stderr, "palvorin: %s refused the request to %s: %s (0x%02X)\n", mOptions.mPort.c_str(), what,
-                ErrorName(code), code);
+                ErrorReplyName(code), code);
         return false;
     }
     if (code == DIAG_CMD_LOG_CONFIG) {
@@ -230,9 +161,10 @@ bool cCapture::Accepted(const sPending& pending, const char* what) {
         ReadLogConfigAnswer(pending.mAnswer, [&](const sDiagLogConfigRsp& answer) {
             good = answer.IsValid() && answer.GetStatus();
         });
-        if (!good && pending.mAnswer.size() >= kStatusAt + 4 && ReadU32(&pending.mAnswer[kStatusAt]) != 0) {
+        if (!good && pending.mAnswer.size() >= kLogConfigStatusAt + 4 &&
+            ReadU32(&pending.mAnswer[kLogConfigStatusAt]) != 0) {
             fprintf(stderr, "palvorin: %s refused the request to %s: status %u\n", mOptions.mPort.c_str(),
-                    what, ReadU32(&pending.mAnswer[kStatusAt]));
+                    what, ReadU32(&pending.mAnswer[kLogConfigStatusAt]));
             return false;
         }
         if (!good) {
@@ -246,7 +178,7 @@ bool cCapture::Accepted(const sPending& pending, const char* what) {
 
 int cCapture::Configure() {
     const int waitMs = static_cast<int>(mOptions.mTimeout * 1000);
-    auto run = [&](sSharedBuffer* request, sPending& pending, const char* what) -> int {
+    auto run = [&](sSharedBuffer* request, sAwaited& pending, const char* what) -> int {
         if (request == nullptr) {
             fprintf(stderr, "palvorin: cannot build the request to %s\n", what);
             return 1;
@@ -268,24 +200,24 @@ int cCapture::Configure() {
         }
     };
 
-    sPending off;
+    sAwaited off;
     off.mOp = LOG_CONFIG_DISABLE;
     int status = run(sDiagLogConfigReq::BuildDisableLoggingReq(), off, "turn logging off");
     if (status != 0) {
         return status;
     }
     if (!mOptions.mDebugText) {
-        const unsigned char silence[] = {kSubSetAllLevels, 0, 0, 0, 0, 0, 0};
-        sPending quiet;
-        quiet.mSub = kSubSetAllLevels;
-        status = run(sDiagBuffer::BuildBuffer(static_cast<eDiagCommand>(kCmdMessageConfig), true, silence,
-                                              sizeof silence),
+        const unsigned char silence[] = {DIAG_MESSAGE_SET_ALL_LEVELS, 0, 0, 0, 0, 0, 0};
+        sAwaited quiet;
+        quiet.mSub = DIAG_MESSAGE_SET_ALL_LEVELS;
+        status = run(sDiagBuffer::BuildBuffer(static_cast<eDiagCommand>(DIAG_CMD_MESSAGE_CONFIG), true,
+                                              silence, sizeof silence),
                      quiet, "silence debug-text messages");
         if (status != 0) {
             return status;
         }
     }
-    sPending ranges;
+    sAwaited ranges;
     ranges.mOp = LOG_CONFIG_GET_RANGES;
     status = run(sDiagLogConfigReq::BuildGetRangesReq(), ranges, "report the log item ranges");
     if (status != 0) {
@@ -319,7 +251,7 @@ int cCapture::Configure() {
         enabled += static_cast<unsigned int>(codes.size());
         char what[64];
         snprintf(what, sizeof what, "set the log mask of equipment %u", static_cast<unsigned int>(equipment));
-        sPending mask;
+        sAwaited mask;
         mask.mOp = LOG_CONFIG_SET_MASK;
         mask.mEquipment = static_cast<int>(equipment);
         status = run(sDiagLogConfigReq::BuildSetMaskReq(items, equipment, codes), mask, what);
@@ -342,7 +274,7 @@ void cCapture::LoggingOff(int waitMs, bool warn) {
     if (mGone) {
         return;
     }
-    sPending off;
+    sAwaited off;
     off.mOp = LOG_CONFIG_DISABLE;
     sSharedBuffer* request = sDiagLogConfigReq::BuildDisableLoggingReq();
     if (request == nullptr) {
