@@ -4,6 +4,7 @@
 // are switched on (the capture's responses are not sent). It checks the framing and check sequence of
 // every request and logs what it was asked, one line each:
 //   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | bad frame | bad request
+// Every byte it receives also goes, as received, to LOG.wire.
 // "streamed N" once the whole capture is out (N log packets), and at the end "sent N" (log packets sent)
 // and "waited N" (writes that found the terminal full).
 //
@@ -203,6 +204,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     setvbuf(log, nullptr, _IOLBF, 0);
+    FILE* wire = fopen((std::string(argv[2]) + ".wire").c_str(), "wb");
+    if (wire == nullptr) {
+        return 1;
+    }
 
     int master = -1;
     int terminal = -1;
@@ -257,6 +262,8 @@ int main(int argc, char** argv) {
             continue;
         }
         heard = true;
+        fwrite(space, 1, static_cast<size_t>(got), wire);
+        fflush(wire);
         const uint64_t bad = requests.mBadFrames;
         requests.Decode(static_cast<size_t>(got), false, modem);
         for (uint64_t i = bad; i < requests.mBadFrames; ++i) {
@@ -265,6 +272,7 @@ int main(int argc, char** argv) {
     }
     fprintf(log, "sent %ld\nwaited %ld\n", modem.mSent, waited);
     fclose(log);
+    fclose(wire);
     close(master);
     return 0;
 }

@@ -324,7 +324,7 @@ stored_logs() {
 run_capture() {
     local mode="$1" signal="$2" want="$3"
     shift 3
-    rm -f sim.log port.txt out.isf
+    rm -f sim.log sim.log.wire port.txt out.isf
     "$simulator" "$data/raw_diag_stream_a.bin" sim.log $mode >port.txt 2>/dev/null &
     local sim=$!
     for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
@@ -357,7 +357,11 @@ capture() {
             "disable,debug-text 0,ranges,mask 1,mask 4,mask 5,mask 7,mask 11,disable,"
         stored_logs out.isf >stored.txt
         cmp -s stored.txt all.txt || fail "SIG$signal: stored packets differ from capture A: $(diff stored.txt all.txt | head -3)"
-        grep -q "bad frame" sim.log && fail "a request was badly framed"
+        grep -q "^bad" sim.log && fail "a request was badly framed or invalid"
+        # The first three requests as the formats page gives them framed: logging off, debug text off (the
+        # command byte escaped), get ID ranges.
+        expect_eq "requests on the wire" "$(head -c 34 sim.log.wire | od -An -tx1 | tr -d ' \n')" \
+            7300000000000000da817e7d5d0500000000000074417e7300000001000000619d7e
     done
 
     # --logs: the codes of each group that fit the simulated handset's item counts (1: 4052, 4: 2337,
@@ -448,7 +452,8 @@ PY
     }
     rm -f udp_port.txt
     listen
-    run_capture normal INT 5484 --gsmtap "127.0.0.1:$(cat udp_port.txt)"
+    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$(cat udp_port.txt)"
+    grep -q "^debug-text" sim.log && fail "--debug-text: the debug text was silenced"
     wait "$listener"
     cat udp.txt
     expect_eq "LTE NAS datagrams while capturing" "$(sed -n 's/^18 //p' udp.txt)" 95
