@@ -98,6 +98,11 @@ real_stream_a() {
     "$palvorin" pcap a.isf a.pcap | tee pcap.txt
     expect_eq "items accounted for" "$(field items pcap.txt)" "$(field items a.txt)"
     expect_eq "exported" "$(field exported pcap.txt)" 4852
+    for expected in "LTE RRC PCCH:3368" "LTE RRC UL-DCCH:360" "LTE RRC DL-DCCH:285" "LTE RRC BCCH-DL-SCH:251" \
+        "LTE RRC DL-CCCH:40" "LTE RRC UL-CCCH:39" "GSM RR CCCH:207" "GSM RR BCCH:152" "UMTS NAS:27" \
+        "GPRS GMM/SM:9"; do
+        expect_eq "${expected%:*}" "$(sed -n "s|^ *${expected%:*}  *\([0-9]*\)\$|\1|p" pcap.txt)" "${expected##*:}"
+    done
     # The facts page's counts of capture A: LTE RRC 4,343 (0xB0C0), LTE NAS 95 (eight NAS codes), GSM RR 378
     # (0x512F), UMTS NAS 27 (0x713A) and GPRS GMM/SM 9 (0x5230); the last two are bare layer 3 (DTAP).
     decoded_protocols a.pcap protocols.txt

@@ -6,13 +6,13 @@
 #include <string>
 
 struct sRecordOptions {
-    std::string mInput;   // a file, a FIFO or character device, or "-" for standard input
-    std::string mOutput;  // the ISF file to write
+    std::string mInput;       // a file, a FIFO or character device, or "-" for standard input
+    std::string mOutput;      // the ISF file to write
     double mRate = 0;         // items per second for spread timestamps; 0: the clock below
     int64_t mStart = -1;      // with mRate: time of the first item, seconds since 1970 UTC; -1: now
     bool mHostClock = false;  // stamp with the reading time, not the packets' own timestamps
-    bool mQuiet = false;  // no progress line
-    std::string mGSMTAP;  // HOST[:PORT] to send live GSMTAP to; empty: none
+    bool mQuiet = false;      // no progress line
+    std::string mGSMTAP;      // HOST[:PORT] to send live GSMTAP to; empty: none
 };
 int RunRecord(const sRecordOptions& options);
 
