@@ -322,7 +322,7 @@ int RunCapture(const sCaptureOptions& options) {
     if (!recording.Open() || !OpenLiveGSMTAP(options.mGSMTAP, live)) {
         return 1;
     }
-    cStopSignals signals({SIGINT, SIGTERM, SIGHUP});
+    cStopSignals signals({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
     cCaptureSink sink(recording.Store(), live.get());
     cCapture capture(options, port, recording, sink, signals);
     capture.mChoice = choice;

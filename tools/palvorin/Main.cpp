@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
     CLI::App* captureCommand = app.add_subcommand(
         "capture",
         "Live capture from a modem's diagnostic serial port into an ISF file: switches logging on, records "
-        "every frame; Ctrl-C, SIGTERM or SIGHUP turns logging off and closes the file");
+        "every frame; Ctrl-C, SIGTERM, SIGHUP or SIGQUIT turns logging off and closes the file");
     captureCommand->add_option("PORT", capture.mPort, "the serial device, e.g. /dev/ttyUSB0")->required();
     captureCommand->add_option("OUT", capture.mOutput, "the ISF file to write (replaced if it exists)")
         ->required();
