@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # End-to-end cases of the palvorin tool, one per CTest test:
-#   PalvorinToolTest.sh PALVORIN CASE DATA_DIR WORK_DIR
+#   PalvorinToolTest.sh PALVORIN CASE DATA_DIR WORK_DIR [MODEM_SIMULATOR]
 set -euo pipefail
 palvorin="$1"
 case_name="$2"
 data="$3"
 work="$4"
+simulator="${5:-}"
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
@@ -261,7 +262,7 @@ verify_damage() {
 }
 
 errors() {
-    for command in "" record dump verify pcap sample; do
+    for command in "" record capture dump verify pcap sample; do
         "$palvorin" $command --help >/dev/null || fail "--help of '$command'"
     done
     if "$palvorin" record >/dev/null 2>&1; then fail "record without arguments"; fi
@@ -275,6 +276,9 @@ errors() {
         grep -q "$expected" err.txt || fail "'$*' said: $(cat err.txt)"
     }
     check "cannot open missing.bin: No such file" "$palvorin" record missing.bin out.isf
+    check "missing does not exist" "$palvorin" capture missing out.isf
+    check "stream.bin is not a terminal" "$palvorin" capture stream.bin out.isf
+    check "unknown log group or code 'lite'" "$palvorin" capture --logs lte,lite /dev/null out.isf
     check "cannot write /dev/full: No space left on device" "$palvorin" record stream.bin /dev/full
     check "cannot write no/such/dir/out.isf" "$palvorin" record stream.bin no/such/dir/out.isf
     check "cannot read missing.isf" "$palvorin" dump missing.isf
@@ -285,6 +289,191 @@ errors() {
     local status=0
     "$palvorin" dump --json out.isf >/dev/full 2>err.txt || status=$?
     [ "$status" -ne 0 ] && grep -q "writing the dump failed" err.txt || fail "dump to a full disk"
+}
+
+# Live capture against the modem simulator, which streams real capture A (tests/data/raw_diag_stream_a.bin).
+# The log packets of capture A as "length code" lines, read with a decoder of this script's own.
+stream_a_logs() {
+    python3 - "$data/raw_diag_stream_a.bin" <<'PY'
+import sys
+raw = open(sys.argv[1], "rb").read()[7:]  # 7 stray bytes before the first frame
+def fcs_good(frame):  # CRC-16/X-25 over the packet and its two check bytes leaves 0xF0B8
+    crc = 0xFFFF
+    for byte in frame:
+        crc ^= byte
+        for _ in range(8):
+            crc = (crc >> 1) ^ 0x8408 if crc & 1 else crc >> 1
+    return crc == 0xF0B8
+for chunk in raw.split(b"\x7e"):
+    out, escape = bytearray(), False
+    for byte in chunk:
+        if escape:
+            out.append(byte ^ 0x20); escape = False
+        elif byte == 0x7D:
+            escape = True
+        else:
+            out.append(byte)
+    if len(out) > 18 and fcs_good(out) and out[0] == 0x10:
+        print(len(out) - 2, "0x%04X" % (out[6] | out[7] << 8))
+PY
+}
+# The log packets of an ISF file in the same form, less the tool-version record.
+stored_logs() {
+    "$palvorin" dump "$1" | sed -n 's/^ *[0-9]*  [^ ]*  [^ ]* *\([0-9]*\)  aux [^ ]* *log \(0x[0-9A-F]*\).*/\1 \2/p' |
+        grep -v ' 0x1FFD$' || true
+}
+
+# Runs the simulator in MODE and `palvorin capture` on its terminal with ARGS. With a SIGNAL (not -), waits
+# until the simulator has streamed everything and the tool has stored it (WANT log packets), then sends it.
+# Leaves sim.log, cap.txt, cap.err, out.isf and the exit status in $status.
+run_capture() {
+    local mode="$1" signal="$2" want="$3"
+    shift 3
+    rm -f sim.log sim.log.wire port.txt out.isf
+    "$simulator" "$data/raw_diag_stream_a.bin" sim.log $mode >port.txt 2>/dev/null &
+    local sim=$!
+    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
+    port="$(cat port.txt)"
+    "$palvorin" capture --timeout 0.3 "$@" "$port" out.isf >cap.txt 2>cap.err &
+    local tool=$!
+    if [ "$signal" != - ]; then
+        for _ in $(seq 300); do grep -q '^streamed' sim.log 2>/dev/null && break; sleep 0.05; done
+        for _ in $(seq 100); do [ "$(stored_logs out.isf 2>/dev/null | wc -l)" -ge "$want" ] && break; sleep 0.1; done
+        kill "-$signal" "$tool"
+    fi
+    status=0
+    wait "$tool" || status=$?
+    wait "$sim"
+    cat cap.txt cap.err
+    "$palvorin" verify out.isf >/dev/null || fail "$mode $signal: the file is not closed and consistent"
+}
+
+capture() {
+    [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
+    stream_a_logs >all.txt
+    expect_eq "log packets of capture A" "$(wc -l <all.txt)" 5484
+
+    # Stopped by each signal: configured in order, every packet stored in order, logging off at the end.
+    for signal in INT TERM HUP; do
+        run_capture normal "$signal" 5484
+        expect_eq "exit status after SIG$signal" "$status" 0
+        grep -q "stopped by SIG$signal" cap.txt || fail "no word of SIG$signal"
+        expect_eq "requests" "$(cut -d' ' -f1,2 sim.log | grep -v '^streamed' | head -n 9 | tr '\n' ,)" \
+            "disable,debug-text 0,ranges,mask 1,mask 4,mask 5,mask 7,mask 11,disable,"
+        stored_logs out.isf >stored.txt
+        cmp -s stored.txt all.txt || fail "SIG$signal: stored packets differ from capture A: $(diff stored.txt all.txt | head -3)"
+        grep -q "^bad" sim.log && fail "a request was badly framed or invalid"
+        # The first three requests as the formats page gives them framed: logging off, debug text off (the
+        # command byte escaped), get ID ranges.
+        expect_eq "requests on the wire" "$(head -c 34 sim.log.wire | od -An -tx1 | tr -d ' \n')" \
+            7300000000000000da817e7d5d0500000000000074417e7300000001000000619d7e
+    done
+
+    # --logs: the codes of each group that fit the simulated handset's item counts (1: 4052, 4: 2337,
+    # 5: 3585, 7: 2903, 11: 452), and the packets of capture A that carry them (counts from its description).
+    while read -r logs equipment codes packets; do
+        run_capture normal INT "$packets" --logs "$logs"
+        grep "^mask $equipment " sim.log | cut -d' ' -f4- >mask.txt
+        expect_eq "--logs $logs: mask of equipment $equipment" "$(tr ' ' , <mask.txt)" "${codes#-}"
+        expect_eq "--logs $logs: other masks" "$(grep '^mask' sim.log | grep -vc "^mask $equipment ")" 4
+        grep -E "^[0-9]+ ($(echo "$codes" | sed 's/\([0-9a-f]*\)/0x\U\1/g; s/,/|/g'))$" all.txt >want.txt || true
+        stored_logs out.isf >stored.txt
+        expect_eq "--logs $logs: packets" "$(wc -l <stored.txt)" "$packets"
+        cmp -s stored.txt want.txt || fail "--logs $logs: stored packets differ"
+    done <<'TABLE'
+lte 11 b0c0,b0c1,b0c2,b0e0,b0e1,b0e2,b0e3,b0ea,b0eb,b0ec,b0ed 4597
+gsm 5 512f,5134,5226,5230,5b2f 387
+umts 7 713a,7b3a 27
+wcdma 4 4127,412f 0
+nr 11 - 0
+TABLE
+
+    # Garbage between frames, answers with bad check sequences, runs longer than any frame: skipped.
+    run_capture noisy INT 5484
+    expect_eq "noisy: exit status" "$status" 0
+    [ "$(field 'bad frames' cap.txt)" -ge 27 ] || fail "noisy: the damaged frames are not counted"
+    stored_logs out.isf >stored.txt
+    cmp -s stored.txt all.txt || fail "noisy: stored packets differ"
+    # The whole capture went out faster than the terminal takes it: the writer found it full.
+    [ "$(sed -n 's/^waited //p' sim.log)" -gt 0 ] || fail "the burst never filled the terminal"
+
+    # A handset that never answers, one that refuses a mask, one that goes away mid-stream.
+    run_capture silent - 0
+    [ "$status" -ne 0 ] || fail "silent: exit status 0"
+    grep -q "did not answer the request to turn logging off" cap.err || fail "silent: no clear error"
+    run_capture refuse-mask - 0
+    [ "$status" -ne 0 ] || fail "refused mask: exit status 0"
+    grep -q "refused the request to set the log mask of equipment 11: bad parameter (0x14)" cap.err ||
+        fail "refused mask: no clear error"
+    expect_eq "refused mask: last request" "$(grep -v '^sent\|^waited' sim.log | tail -n 1)" disable
+    run_capture "vanish 1000" - 0
+    [ "$status" -ne 0 ] || fail "vanished: exit status 0"
+    grep -q "disappeared" cap.err || fail "vanished: no clear error"
+    stored_logs out.isf >stored.txt
+    [ -s stored.txt ] && cmp -s stored.txt <(head -n "$(wc -l <stored.txt)" all.txt) ||
+        fail "vanished: the stored packets are not the first ones sent"
+
+    # A port in use is refused.
+    "$simulator" "$data/raw_diag_stream_a.bin" sim.log >port.txt 2>/dev/null &
+    local sim=$!
+    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
+    "$palvorin" capture -q "$(cat port.txt)" first.isf >/dev/null 2>&1 &
+    local first=$!
+    sleep 0.5
+    status=0
+    "$palvorin" capture "$(cat port.txt)" second.isf 2>cap.err || status=$?
+    kill -INT "$first"
+    wait "$first" "$sim" || true
+    [ "$status" -ne 0 ] && grep -q "is busy" cap.err || fail "a busy port: $(cat cap.err)"
+}
+
+# Live GSMTAP while capturing and while recording: datagrams on a loopback UDP socket. Capture A's counts
+# by GSMTAP type (its description): LTE RRC (13) 4,343, LTE NAS (18) 95 (0xB0E1 1, 0xB0E2 3, 0xB0E3 1,
+# 0xB0EA 10, 0xB0EB 17, 0xB0EC 13, 0xB0ED 50), GSM RR 378 and UMTS NAS 27 + GPRS 9: 4,852 in all.
+gsmtap_live() {
+    [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
+    listen() {
+        python3 - <<'PY' &
+import socket, collections, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+try:  # room for the whole burst; above the system's limit only for root
+    s.setsockopt(socket.SOL_SOCKET, 33, 32 << 20)  # SO_RCVBUFFORCE
+except OSError:
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32 << 20)
+s.bind(("127.0.0.1", 0))
+open("udp_port.txt", "w").write(str(s.getsockname()[1]))
+s.settimeout(3)
+types, end = collections.Counter(), time.time() + 60
+while time.time() < end:
+    try:
+        data = s.recv(65536)
+    except socket.timeout:
+        break
+    types[data[2] if len(data) > 16 and data[0] == 2 and data[1] == 4 else -1] += 1
+open("udp.txt", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items())))
+PY
+        listener=$!
+        for _ in $(seq 100); do [ -s udp_port.txt ] && break; sleep 0.05; done
+    }
+    rm -f udp_port.txt
+    listen
+    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$(cat udp_port.txt)"
+    grep -q "^debug-text" sim.log && fail "--debug-text: the debug text was silenced"
+    wait "$listener"
+    cat udp.txt
+    expect_eq "LTE NAS datagrams while capturing" "$(sed -n 's/^18 //p' udp.txt)" 95
+    expect_eq "LTE RRC datagrams while capturing" "$(sed -n 's/^13 //p' udp.txt)" 4343
+    expect_eq "datagrams while capturing" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    grep -q "^-1 " udp.txt && fail "datagrams without a GSMTAP header"
+    grep -q "gsmtap .* 0 dropped" cap.txt || fail "datagrams dropped"
+    rm -f udp_port.txt
+    listen
+    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "127.0.0.1:$(cat udp_port.txt)" >rec.txt
+    wait "$listener"
+    expect_eq "datagrams while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    # Nobody listening: the recording goes on.
+    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap 127.0.0.1:9 >rec.txt
+    "$palvorin" verify out.isf
 }
 
 "$case_name"

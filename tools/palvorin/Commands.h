@@ -12,8 +12,21 @@ struct sRecordOptions {
     int64_t mStart = -1;      // with mRate: time of the first item, seconds since 1970 UTC; -1: now
     bool mHostClock = false;  // stamp with the reading time, not the packets' own timestamps
     bool mQuiet = false;      // no progress line
+    std::string mGSMTAP;      // HOST[:PORT] to send live GSMTAP to; empty: none
 };
 int RunRecord(const sRecordOptions& options);
+
+struct sCaptureOptions {
+    std::string mPort;            // the serial device, e.g. /dev/ttyUSB0
+    std::string mOutput;          // the ISF file to write
+    unsigned int mBaud = 115200;  // line speed
+    std::string mLogs = "all";    // comma-separated groups and codes (LogGroups.h)
+    bool mDebugText = false;      // leave debug-text messages as the device has them
+    double mTimeout = 2;          // seconds to wait for each answer, per try
+    bool mQuiet = false;          // no progress line
+    std::string mGSMTAP;          // HOST[:PORT] to send live GSMTAP to; empty: none
+};
+int RunCapture(const sCaptureOptions& options);
 
 int RunDump(const std::string& path, bool json);
 

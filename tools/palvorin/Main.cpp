@@ -8,11 +8,12 @@
 
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/LibraryLog.h"
+#include "tools/palvorin/LogGroups.h"
 
 int main(int argc, char** argv) {
     CLI::App app{
-        "palvorin: record a diagnostic stream into an item store file (ISF), inspect, verify and "
-        "export it"};
+        "palvorin: record a diagnostic stream or capture it live from a serial port into an item store "
+        "file (ISF), inspect, verify and export it"};
     app.require_subcommand(1);
     bool libraryLog = false;
     app.add_flag("--library-log", libraryLog, "show the library's own log lines (bad frames and so on)");
@@ -46,6 +47,29 @@ int main(int argc, char** argv) {
         ->needs(rate)
         ->check(CLI::NonNegativeNumber);
     recordCommand->add_flag("-q,--quiet", record.mQuiet, "no progress line");
+    const char* gsmtapHelp =
+        "also send each exportable message as GSMTAP in UDP to HOST[:PORT] (port 4729 by default), e.g. "
+        "127.0.0.1 for a packet analyser listening on the loopback interface";
+    recordCommand->add_option("--gsmtap", record.mGSMTAP, gsmtapHelp);
+
+    sCaptureOptions capture;
+    CLI::App* captureCommand = app.add_subcommand(
+        "capture",
+        "Live capture from a modem's diagnostic serial port into an ISF file: switches logging on, records "
+        "every frame; Ctrl-C, SIGTERM, SIGHUP or SIGQUIT turns logging off and closes the file");
+    captureCommand->add_option("PORT", capture.mPort, "the serial device, e.g. /dev/ttyUSB0")->required();
+    captureCommand->add_option("OUT", capture.mOutput, "the ISF file to write (replaced if it exists)")
+        ->required();
+    captureCommand->add_option("--baud", capture.mBaud, "line speed in bits per second (default 115200)");
+    captureCommand->add_option("--logs", capture.mLogs,
+                               "log codes to switch on: a comma-separated list of groups (" +
+                                   LogGroupNames() + ", the default) and codes such as 0xB0C0");
+    captureCommand->add_flag("--debug-text", capture.mDebugText,
+                             "keep the device's debug-text messages (silenced by default)");
+    captureCommand->add_option("--timeout", capture.mTimeout, "seconds to wait for each answer (3 tries)")
+        ->check(CLI::PositiveNumber);
+    captureCommand->add_flag("-q,--quiet", capture.mQuiet, "no progress line");
+    captureCommand->add_option("--gsmtap", capture.mGSMTAP, gsmtapHelp);
 
     std::string dumpPath;
     bool json = false;
@@ -99,6 +123,9 @@ int main(int argc, char** argv) {
     record.mHostClock = clock == "host";
     if (*recordCommand) {
         return RunRecord(record);
+    }
+    if (*captureCommand) {
+        return RunCapture(capture);
     }
     if (*dumpCommand) {
         return RunDump(dumpPath, json);
