@@ -6,14 +6,14 @@
 #include <new>
 
 #include "diag/SubsystemCmd.h"
-#include "jni/ISFFileStream.h"
 #include "jni/ISFIndex.h"
+#include "jni/ISFMappedStream.h"
 #include "jni/ISFToolVersion.h"
 #include "text/Numbers.h"
 
 namespace {
 
-cISFFileStreamFactory gFileStreams;
+cISFMappedStreamFactory gFileStreams;
 
 class cLockGuard {
 public:

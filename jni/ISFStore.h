@@ -40,7 +40,7 @@ struct sIndexBlockInfo {
 class cISFStore {
 public:
     // `streams` makes the stream of every file the store opens; it must outlive the store. Null: the
-    // production stream (positioned writes on a file descriptor).
+    // production stream (writes through a shared mapping of the file, jni/ISFMappedStream.h).
     explicit cISFStore(cISFStreamFactory* streams = nullptr);
     // Closes an open file (rewriting the kept responses), then frees the kept responses.
     virtual ~cISFStore();

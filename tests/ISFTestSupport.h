@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "jni/ISFFileStream.h"
+#include "jni/ISFMappedStream.h"
 #include "jni/ISFStore.h"
 #include "tools/ISFReader.h"
 
@@ -79,7 +79,7 @@ struct sStreamScript {
     unsigned int mCalls = 0;
 };
 
-// Forwards every operation to a real file stream; the scripted call fails instead. A failed write at the
+// Forwards every operation to the production stream; the scripted call fails instead. A failed write at the
 // end of the file keeps half of its bytes, as a disk that fills up mid-write does; inside the file it
 // changes nothing.
 class cTestStream : public cISFStream {
@@ -135,7 +135,7 @@ private:
     }
 
     sStreamScript& mScript;
-    cISFFileStream mInner;
+    cISFMappedStream mInner;
     uint64_t mPosition = 0;
     uint64_t mEnd = 0;
 };
