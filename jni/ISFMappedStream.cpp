@@ -2,12 +2,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
+#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <pthread.h>
-#include <stdlib.h>
 
 #include <atomic>
 #include <cstdint>
