@@ -2,19 +2,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <pthread.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "Shared/Log.h"
+#include "jni/ISFMappedFiles.h"
 
 namespace {
 
@@ -37,68 +34,12 @@ bool OutOfRoom(int error) {
     return error == ENOSPC || error == EFBIG || error == EDQUOT;
 }
 
-// Every file mapped by a stream of this process. Open runs whole under the lock, so that two streams
-// opening one path at once see each other; Close takes a file off the list once it is unmapped and cut to
-// its length.
-pthread_mutex_t gMappedLock = PTHREAD_MUTEX_INITIALIZER;
-sMappedFile* gMappedFiles = nullptr;
-
-bool IsListed(const struct stat& file) {
-    for (const sMappedFile* listed = gMappedFiles; listed != nullptr; listed = listed->mNext) {
-        if (listed->mDevice == static_cast<uint64_t>(file.st_dev) &&
-            listed->mInode == static_cast<uint64_t>(file.st_ino)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void Unlist(const sMappedFile* entry) {
-    for (sMappedFile** at = &gMappedFiles; *at != nullptr; at = &(*at)->mNext) {
-        if (*at == entry) {
-            *at = entry->mNext;
-            return;
-        }
-    }
-}
-
 void CloseKeepingErrno(int fd) {
     if (fd >= 0) {
         const int error = errno;
         close(fd);
         errno = error;
     }
-}
-
-// A new empty file with `mode` in place of the file `path` leads to: made under a temporary name beside
-// it, then renamed over it, so that the old file, still open, is never cut short. The descriptor, or -1
-// (errno set) with nothing changed.
-int ReplaceFile(const char* path, mode_t mode) {
-    char* real = realpath(path, nullptr);
-    if (real == nullptr) {
-        return -1;
-    }
-    static std::atomic<unsigned int> sCounter(0);
-    const size_t size = strlen(real) + 48;
-    char* temporary = static_cast<char*>(malloc(size));
-    int fd = -1;
-    for (int attempt = 0; temporary != nullptr && fd < 0 && attempt < 16; ++attempt) {
-        snprintf(temporary, size, "%s.%ld-%u.new", real, static_cast<long>(getpid()), sCounter++);
-        fd = open(temporary, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (fd < 0 && errno != EEXIST) {
-            break;
-        }
-    }
-    if (fd >= 0 && (fchmod(fd, mode & 07777) != 0 || rename(temporary, real) != 0)) {
-        CloseKeepingErrno(fd);
-        const int error = errno;
-        unlink(temporary);
-        errno = error;
-        fd = -1;
-    }
-    free(temporary);
-    free(real);
-    return fd;
 }
 
 }  // namespace
@@ -130,9 +71,9 @@ bool cISFMappedStream::Open(const char* path) {
     if (path == nullptr || IsOpen()) {
         return false;
     }
-    pthread_mutex_lock(&gMappedLock);
+    LockMappedFiles();  // two streams opening one path at once see each other
     const bool opened = OpenListed(path);
-    pthread_mutex_unlock(&gMappedLock);
+    UnlockMappedFiles();
     return opened;
 }
 
@@ -155,7 +96,7 @@ bool cISFMappedStream::OpenListed(const char* path) {
         FallBack(fd, path, "not a regular file", 0);  // emptying means nothing to a device or a pipe
         return true;
     }
-    if (IsListed(file)) {
+    if (IsMappedFile(file)) {
         close(fd);
         fd = ReplaceFile(path, file.st_mode);
         if (fd < 0 || fstat(fd, &file) != 0) {
@@ -172,10 +113,7 @@ bool cISFMappedStream::OpenListed(const char* path) {
         FallBack(fd, path, "the file cannot be mapped with space reserved", error);
         return true;
     }
-    mListed.mDevice = file.st_dev;
-    mListed.mInode = file.st_ino;
-    mListed.mNext = gMappedFiles;
-    gMappedFiles = &mListed;
+    ListMappedFile(mListed, file);
     mFd = fd;
     mPosition = 0;
     mSize = 0;
@@ -338,9 +276,9 @@ void cISFMappedStream::Close() {
     do {
         cut = ftruncate(mFd, static_cast<off_t>(mSize));
     } while (cut != 0 && errno == EINTR);
-    pthread_mutex_lock(&gMappedLock);
-    Unlist(&mListed);
-    pthread_mutex_unlock(&gMappedLock);
+    LockMappedFiles();
+    UnlistMappedFile(mListed);
+    UnlockMappedFiles();
     // The descriptor is released even when close reports an error; it must not be closed twice.
     if (close(mFd) != 0 || cut != 0) {
         SetState(STATE_FAIL);

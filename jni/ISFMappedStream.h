@@ -21,14 +21,8 @@
 #pragma once
 
 #include "jni/ISFFileStream.h"
+#include "jni/ISFMappedFiles.h"
 #include "jni/ISFStream.h"
-
-// A file this process has mapped for writing, in a list of them all (see cISFMappedStream).
-struct sMappedFile {
-    uint64_t mDevice = 0;
-    uint64_t mInode = 0;
-    sMappedFile* mNext = nullptr;
-};
 
 class cISFMappedStream : public cISFStream {
 public:
