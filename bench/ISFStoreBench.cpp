@@ -1,6 +1,7 @@
-// Steady-state item writes of 100-byte log packets through the store, against a reference loop that
-// writes the same records and entries with the fewest calls that keep every returned write in the kernel:
-// one pwrite for the record, one for its 7-byte entry.
+// Steady-state item writes of 100-byte log packets through the store (its production stream writes through
+// a shared mapping of the file), against a reference loop that writes the same records and entries with
+// the fewest system calls that keep every returned write in the kernel: one pwrite for the record, one
+// for its 7-byte entry.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "jni/ISFMappedStream.h"
 #include "jni/ISFStore.h"
 #include "tools/ISFReader.h"
 
@@ -63,7 +65,17 @@ bool StoreWritesWhatTheReaderFinds(const std::string& path, const std::vector<un
     return true;
 }
 
-void BM_ISFStoreWriteItem(benchmark::State& state) {
+// Mapped streams that grow their file by state.range(0) MiB at a time.
+class cStepStreams : public cISFStreamFactory {
+public:
+    explicit cStepStreams(uint64_t step) : mStep(step) {}
+    cISFStream* NewStream() override { return new cISFMappedStream(mStep); }
+
+private:
+    uint64_t mStep;
+};
+
+void WriteItems(benchmark::State& state, cISFStreamFactory* streams) {
     const std::string path = BenchFile("store.isf");
     const std::vector<unsigned char> packet = LogPacket();
     if (!StoreWritesWhatTheReaderFinds(path, packet)) {
@@ -71,7 +83,7 @@ void BM_ISFStoreWriteItem(benchmark::State& state) {
         state.SkipWithError("the file does not read back as written");
         return;
     }
-    cISFStore store;
+    cISFStore store(streams);
     store.OpenNewFileStore(path.c_str());
     FILETIME time = CurrentFiletime();
     int64_t inFile = 0;
@@ -93,10 +105,21 @@ void BM_ISFStoreWriteItem(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
     state.SetBytesProcessed(state.iterations() * kPacketSize);
 }
+
+void BM_ISFStoreWriteItem(benchmark::State& state) {
+    WriteItems(state, nullptr);
+}
 BENCHMARK(BM_ISFStoreWriteItem);
 // Fixed counts for counting system calls: strace over each, the difference divided by 200000.
 BENCHMARK(BM_ISFStoreWriteItem)->Iterations(100000);
 BENCHMARK(BM_ISFStoreWriteItem)->Iterations(300000);
+
+// The same with other growth steps than the default 8 MiB.
+void BM_ISFStoreWriteItemStep(benchmark::State& state) {
+    cStepStreams streams(static_cast<uint64_t>(state.range(0)) << 20);
+    WriteItems(state, &streams);
+}
+BENCHMARK(BM_ISFStoreWriteItemStep)->Arg(1)->Arg(64);
 
 // The reference: the same file layout (header, index blocks of 8192 entries, records with a 1-byte time
 // field), written with two pwrite calls per item and one per index block.

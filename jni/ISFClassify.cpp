@@ -1,5 +1,7 @@
 #include "jni/ISFClassify.h"
 
+#include <cstddef>
+
 #include "jni/ISFFormat.h"
 
 namespace {
@@ -48,16 +50,23 @@ bool IsAcceptedProtocol(unsigned int protocol) {
 }
 
 bool IsOTALogCode(unsigned int logCode, eAuxSource& aux) {
-    for (const sCodeRange& range : kOTALogCodes) {
-        if (logCode < range.mFirst) {
-            return false;  // the ranges are sorted
-        }
-        if (logCode <= range.mLast) {
-            aux = range.mAux;
-            return true;
+    // Binary search of the sorted ranges: most logs are outside the set, often above all of it, and a
+    // scan would walk the whole table for each of them.
+    size_t low = 0;
+    size_t high = sizeof kOTALogCodes / sizeof kOTALogCodes[0];
+    while (low < high) {  // the first range that does not end below the code lies in [low, high]
+        const size_t middle = (low + high) / 2;
+        if (kOTALogCodes[middle].mLast < logCode) {
+            low = middle + 1;
+        } else {
+            high = middle;
         }
     }
-    return false;
+    if (low == sizeof kOTALogCodes / sizeof kOTALogCodes[0] || logCode < kOTALogCodes[low].mFirst) {
+        return false;
+    }
+    aux = kOTALogCodes[low].mAux;
+    return true;
 }
 
 unsigned int ClassifyItem(const unsigned char* data, unsigned int length, unsigned int protocol,

@@ -1,8 +1,8 @@
 #include "jni/ISFDefaultStream.h"
 
-#include "jni/ISFFileStream.h"
+#include "jni/ISFMappedStream.h"
 
 cISFStreamFactory& DefaultISFStreams() {
-    static cISFFileStreamFactory streams;  // the production stream: this line picks it
+    static cISFMappedStreamFactory streams;  // the production stream: this line picks it
     return streams;
 }

@@ -22,7 +22,11 @@ bool cISFFileStream::Open(const char* path) {
         return false;
     }
     const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) {
+    return fd >= 0 && Adopt(fd);
+}
+
+bool cISFFileStream::Adopt(int fd) {
+    if (fd < 0 || mFd >= 0) {
         return false;
     }
     mFd = fd;

@@ -12,6 +12,9 @@ public:
     ~cISFFileStream() override;  // closes the descriptor if it is still open
 
     bool Open(const char* path) override;
+    // Takes over `fd`, open for writing on a file just emptied, as if Open had opened it; the stream owns
+    // it from then on. False (the descriptor left to the caller) when the stream is already open.
+    bool Adopt(int fd);
     bool IsOpen() const override { return mFd >= 0; }
     void Write(const unsigned char* data, size_t length) override;
     void Flush() override;
@@ -29,7 +32,7 @@ private:
     uint64_t mSize = 0;  // bytes written since the file was emptied by Open
 };
 
-// Makes cISFFileStream objects; the factory the store uses when it is given none.
+// Makes cISFFileStream objects.
 class cISFFileStreamFactory : public cISFStreamFactory {
 public:
     cISFStream* NewStream() override;

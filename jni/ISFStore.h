@@ -43,7 +43,7 @@ const unsigned int ISF_DEFAULT_WRITE_CHUNK_SIZE = 16384;
 class cISFStore {
 public:
     // `streams` makes the stream of every file the store opens; it must outlive the store. Null: the
-    // default factory (jni/ISFDefaultStream.h).
+    // default factory (jni/ISFDefaultStream.h: writes through a shared mapping of the file).
     explicit cISFStore(cISFStreamFactory* streams = nullptr);
     // Closes an open file (rewriting the kept responses), then frees the kept responses.
     virtual ~cISFStore();

@@ -1,5 +1,6 @@
 // A writer killed with SIGKILL at random moments leaves a file that is consistent up to its last index entry
-// and holds every item whose write had returned.
+// and holds every item whose write had returned, whatever the file was doing: growing by a step, being
+// written through its mapping.
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -23,8 +24,9 @@ Bytes NumberedItem(uint32_t i) {
 
 // Child: writes numbered items for ever, 0.3 ms apart so that the time fields widen, every 1000th a second
 // in the past; counts in `returned` the writes that returned 0.
-[[noreturn]] void WriteUntilKilled(const std::string& path, std::atomic<uint32_t>& returned) {
-    cISFStore store;
+[[noreturn]] void WriteUntilKilled(const std::string& path, cISFStreamFactory* streams,
+                                   std::atomic<uint32_t>& returned) {
+    cISFStore store(streams);
     if (store.OpenNewFileStore(path.c_str()) != 0) {
         _exit(2);
     }
@@ -38,6 +40,12 @@ Bytes NumberedItem(uint32_t i) {
     }
 }
 
+// Streams that grow their file 64 KiB at a time, so that kills often fall into a growth step.
+class cSmallStepStreams : public cISFStreamFactory {
+public:
+    cISFStream* NewStream() override { return new cISFMappedStream(64 * 1024); }
+};
+
 TEST(ISFStoreCrash, AKilledWriterLeavesEveryReturnedItemInAConsistentFile) {
     void* shared = mmap(nullptr, sizeof(std::atomic<uint32_t>), PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -45,15 +53,18 @@ TEST(ISFStoreCrash, AKilledWriterLeavesEveryReturnedItemInAConsistentFile) {
     auto* returned = new (shared) std::atomic<uint32_t>(0);
     std::mt19937 random(20240611);
     cTempDir dir;
-    for (int round = 0; round < 6; ++round) {
+    cSmallStepStreams smallSteps;
+    for (int round = 0; round < 100; ++round) {
         const std::string path = dir.File("crash" + std::to_string(round) + ".isf");
-        const unsigned int delayUs = random() % 150000;
-        SCOPED_TRACE("round " + std::to_string(round) + ", killed after " + std::to_string(delayUs) + " us");
+        const unsigned int delayUs = random() % 10000;
+        cISFStreamFactory* streams = round % 2 == 0 ? nullptr : &smallSteps;
+        SCOPED_TRACE("round " + std::to_string(round) + (streams != nullptr ? ", small steps" : "") +
+                     ", killed after " + std::to_string(delayUs) + " us");
         returned->store(0);
         const pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
-            WriteUntilKilled(path, *returned);
+            WriteUntilKilled(path, streams, *returned);
         }
         usleep(delayUs);
         kill(child, SIGKILL);
@@ -72,6 +83,7 @@ TEST(ISFStoreCrash, AKilledWriterLeavesEveryReturnedItemInAConsistentFile) {
         for (size_t i = 1; i < file.mItems.size(); ++i) {
             ASSERT_EQ(file.mItems[i].mPayload, NumberedItem(static_cast<uint32_t>(i - 1))) << "item " << i;
         }
+        unlink(path.c_str());
     }
     munmap(shared, sizeof(std::atomic<uint32_t>));
 }

@@ -88,11 +88,16 @@ TEST(ISFStoreFault, AFullDiskReports9AndNeverCrashes) {
     cLogCapture log;
     EXPECT_EQ(store.OpenNewFileStore("/dev/full"), 9u);
     const std::vector<sLogLine> lines = log.Lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[2].mText, kFailedOpenLog[2]);
-    EXPECT_EQ(lines[2].mPath, "jni/ISFStore.h");
-    EXPECT_EQ(lines[2].mTag, "libPalvorin");
-    EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 9u);
+    ASSERT_EQ(lines.size(), 4u);
+    // A device cannot be mapped: it is written with positioned writes, which says so once.
+    EXPECT_EQ(lines[0].mText, "/dev/full: not a regular file: written without a mapping");
+    EXPECT_EQ(lines[0].mPath, "jni/ISFMappedStream.cpp");
+    EXPECT_EQ(lines[3].mText, kFailedOpenLog[2]);
+    EXPECT_EQ(lines[3].mPath, "jni/ISFStore.h");
+    EXPECT_EQ(lines[3].mTag, "libPalvorin");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 9u);
+    }
     EXPECT_EQ(cISFStoreInspector::ItemCount(store), 0u);
     store.CloseFileStore();
     EXPECT_EQ(Write(store, 3, LogPacket(0x1234, 100), kT0), 0u) << "closed: nothing to write to";

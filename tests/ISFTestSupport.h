@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "jni/ISFFileStream.h"
+#include "jni/ISFMappedStream.h"
 #include "jni/ISFStore.h"
 #include "tools/ISFReader.h"
 
@@ -22,6 +22,7 @@ public:
     static uint32_t BlockCount(const cISFStore& store) { return store.mIndexBlocks.Count(); }
     static uint32_t ItemsInBlock(const cISFStore& store) { return store.mItemsInBlock; }
     static bool HasFile(const cISFStore& store) { return store.mFile != nullptr; }
+    static const cISFStream* File(const cISFStore& store) { return store.mFile; }
 };
 
 namespace isftest {
@@ -88,7 +89,7 @@ struct sStreamScript {
     unsigned int mCalls = 0;
 };
 
-// Forwards every operation to a real file stream; the scripted call fails instead. A failed write at the
+// Forwards every operation to the production stream; the scripted call fails instead. A failed write at the
 // end of the file keeps half of its bytes, as a disk that fills up mid-write does; inside the file it
 // changes nothing.
 class cTestStream : public cISFStream {
@@ -144,7 +145,7 @@ private:
     }
 
     sStreamScript& mScript;
-    cISFFileStream mInner;
+    cISFMappedStream mInner;
     uint64_t mPosition = 0;
     uint64_t mEnd = 0;
 };

@@ -13,6 +13,10 @@ public:
     cReader(const std::vector<unsigned char>& bytes, sISFFile& file) : mBytes(bytes), mFile(file) {}
 
     void Read() {
+        if (std::all_of(mBytes.begin(), mBytes.end(), [](unsigned char byte) { return byte == 0; })) {
+            mFile.mZeroTail = mBytes.size();  // space reserved by a writer that had written nothing yet
+            return;
+        }
         if (mBytes.size() < ISF_HEADER_SIZE) {
             // A file cut short right after it was created: acceptable if what is there begins the magic.
             unsigned char magic[ISF_HEADER_SIZE];
@@ -43,6 +47,17 @@ private:
     }
 
     uint64_t Size() const { return mBytes.size(); }
+
+    // The bytes from `from` to the end of an unclosed file, which no entry covers: the zeros that end
+    // them are the zero tail, the rest unindexed.
+    void Unindexed(uint64_t from) {
+        uint64_t end = Size();
+        while (end > from && mBytes[end - 1] == 0) {
+            --end;
+        }
+        mFile.mZeroTail = Size() - end;
+        mFile.mUnindexedBytes += end - from;
+    }
     uint64_t Get(uint64_t offset, unsigned int size) const { return GetLE(mBytes.data() + offset, size); }
 
     void ReadBlocks() {
@@ -52,10 +67,8 @@ private:
         }
         for (;;) {
             if (offset > Size() || Size() - offset < ISF_BLOCK_SIZE) {
-                if (mFile.mBlocks.empty()) {
-                    // The first block itself was cut short: an unclosed file with no items.
-                    mFile.mUnindexedBytes = Size() - ISF_HEADER_SIZE;
-                } else {
+                // A first block cut short is an unclosed file with no items, whose bytes ReadEnd counts.
+                if (!mFile.mBlocks.empty()) {
                     Problem(mFile.mBlocks.back().mOffset + ISF_BLOCK_NEXT_OFFSET,
                             "next-block field points to %llu, beyond the end of the file (%llu bytes)",
                             static_cast<unsigned long long>(offset), static_cast<unsigned long long>(Size()));
@@ -169,7 +182,7 @@ private:
             rest >= ISF_TRAILER_SIZE &&
             Get(Size() - ISF_TRAILER_SIZE + ISF_TRAILER_MAGIC_OFFSET, 4) == ISF_TRAILER_MAGIC;
         if (!trailerMagic) {
-            mFile.mUnindexedBytes += rest;
+            Unindexed(Size() - rest);
             return;
         }
         mFile.mClosed = true;

@@ -39,6 +39,9 @@ struct sISFFile {
     // Bytes behind the last record that no entry covers, in a file that was not closed (a record or an
     // index block whose writing was cut short).
     uint64_t mUnindexedBytes = 0;
+    // Zeros that end a file that was not closed, not counted above: space its writer had reserved ahead
+    // of its writes (the store grows a file in large steps) and not filled when it stopped.
+    uint64_t mZeroTail = 0;
     std::vector<std::string> mProblems;  // each names the offset where it was found
 
     bool Consistent() const { return mProblems.empty(); }

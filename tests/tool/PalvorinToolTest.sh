@@ -246,6 +246,12 @@ verify_damage() {
     head -c "$((size - 32))" good.isf >unclosed.isf
     if "$palvorin" verify unclosed.isf >/dev/null; then fail "verify accepts an unclosed file"; fi
     "$palvorin" verify --allow-unclosed unclosed.isf
+    # A writer killed while the file was grown ahead of it leaves zeros behind: allowed as well, but only
+    # zeros.
+    { cat unclosed.isf; head -c 100000 /dev/zero; } >zeros.isf
+    "$palvorin" verify --allow-unclosed zeros.isf
+    { cat zeros.isf; printf '\x01'; } >nonzero.isf
+    if "$palvorin" verify --allow-unclosed nonzero.isf >/dev/null; then fail "verify accepts a non-zero tail"; fi
     "$palvorin" dump unclosed.isf >/dev/null 2>dump.err
     grep -q "was not closed" dump.err || fail "dump does not say the file was not closed"
     # One byte of an index entry changed: the length of entry 5 (block at 4, entry at 4 + 5 * 7, length at +5).

@@ -4,7 +4,7 @@
 #include <new>
 
 bool cErrnoFileStream::Open(const char* path) {
-    const bool open = cISFFileStream::Open(path);
+    const bool open = cISFMappedStream::Open(path);
     if (!open && mError == 0) {
         mError = errno;
     }
@@ -14,7 +14,7 @@ bool cErrnoFileStream::Open(const char* path) {
 void cErrnoFileStream::Write(const unsigned char* data, size_t length) {
     const bool wasBad = Bad();
     errno = 0;
-    cISFFileStream::Write(data, length);
+    cISFMappedStream::Write(data, length);
     if (!wasBad && Bad() && mError == 0) {
         mError = errno != 0 ? errno : EIO;
     }

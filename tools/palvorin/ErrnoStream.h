@@ -2,9 +2,9 @@
 // or write, so that the tool can say "No space left on device" rather than only that writing failed.
 #pragma once
 
-#include "jni/ISFFileStream.h"
+#include "jni/ISFMappedStream.h"
 
-class cErrnoFileStream : public cISFFileStream {
+class cErrnoFileStream : public cISFMappedStream {
 public:
     // `error` (kept by the caller, outliving the stream) receives the errno of the first failure.
     explicit cErrnoFileStream(int& error) : mError(error) {}

@@ -1,0 +1,135 @@
+// The mapped stream under the store: a file-size limit is status 9 and a file that holds every returned
+// item, a file system that cannot reserve space gets positioned writes, and reopening the file being
+// written does not pull the mapping from under the old stream.
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "tests/ISFTestSupport.h"
+#include "tests/LogCapture.h"
+
+namespace {
+
+using namespace isftest;
+
+// Item i: a log packet of 1000 payload bytes whose payload starts with i.
+Bytes NumberedItem(uint32_t i) {
+    Bytes packet = LogPacket(0x1234, 1000);
+    PutLE(packet.data() + 16, i, 4);
+    return packet;
+}
+
+uint64_t FileSize(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
+TEST(ISFMappedStream, AFileSizeLimitReports9AndTheFileHoldsEveryReturnedItem) {
+    // Not a whole number of pages: the writes fill the file up to the last byte allowed.
+    const rlim_t kLimit = 300000 + 123;
+    cTempDir dir;
+    const std::string path = dir.File("limited.isf");
+    int results[2];
+    ASSERT_EQ(pipe(results), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);  // the limit then shows as EFBIG
+        const rlimit limit = {kLimit, kLimit};
+        cISFStore store;
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0 || store.OpenNewFileStore(path.c_str()) != 0) {
+            _exit(10);
+        }
+        const auto* stream = dynamic_cast<const cISFMappedStream*>(cISFStoreInspector::File(store));
+        if (stream == nullptr || !stream->IsMapped()) {
+            _exit(11);
+        }
+        uint32_t written = 0;
+        unsigned int status;
+        while ((status = Write(store, 3, NumberedItem(written), kT0)) == 0) {
+            ++written;
+        }
+        const bool failsFor9 = status == 9 && Write(store, 3, NumberedItem(written), kT0) == 9;
+        store.CloseFileStore();
+        _exit(write(results[1], &written, sizeof written) == sizeof written && failsFor9 ? 0 : 12);
+    }
+    close(results[1]);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "the writer died of signal " << WTERMSIG(status);
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    uint32_t written = 0;
+    ASSERT_EQ(read(results[0], &written, sizeof written), static_cast<ssize_t>(sizeof written));
+    close(results[0]);
+
+    const sISFFile file = ReadISFFile(path);
+    EXPECT_TRUE(file.Consistent()) << Problems(file);
+    EXPECT_FALSE(file.mClosed) << "no room for the table and trailer";
+    ASSERT_EQ(file.mItems.size(), 1u + written);
+    for (size_t i = 1; i < file.mItems.size(); ++i) {
+        ASSERT_EQ(file.mItems[i].mPayload, NumberedItem(static_cast<uint32_t>(i - 1))) << "item " << i;
+    }
+    // Cut to the last record at the close; the next record (1017 bytes with its header) did not fit.
+    EXPECT_EQ(FileSize(path), file.mItems.back().mPayloadOffset + NumberedItem(0).size());
+    EXPECT_GT(FileSize(path) + 1017, kLimit);
+}
+
+// Streams on a file system that cannot reserve space.
+class cNoReservationStream : public cISFMappedStream {
+protected:
+    int Reserve(int, uint64_t, uint64_t) override { return EOPNOTSUPP; }
+};
+class cNoReservationStreams : public cISFStreamFactory {
+public:
+    cISFStream* NewStream() override { return new cNoReservationStream(); }
+};
+
+TEST(ISFMappedStream, WithoutReservableSpaceTheFileIsWrittenWithoutAMappingAndSaysSoOnce) {
+    cTempDir dir;
+    const std::string path = dir.File("plain.isf");
+    cNoReservationStreams streams;
+    cLogCapture log;
+    {
+        cISFStore store(&streams);
+        ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+        EXPECT_FALSE(static_cast<const cISFMappedStream*>(cISFStoreInspector::File(store))->IsMapped());
+        for (uint32_t i = 0; i < 20; ++i) {
+            ASSERT_EQ(Write(store, 3, NumberedItem(i), kT0), 0u);
+        }
+    }
+    const std::vector<sLogLine> lines = log.Lines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines[0].mText, path + ": the file cannot be mapped with space reserved (" +
+                                  strerror(EOPNOTSUPP) + "): written without a mapping");
+    for (size_t i = 1; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i].mText.find("mapping"), std::string::npos) << lines[i].mText;
+    }
+    const sISFFile file = ReadISFFile(path);
+    EXPECT_TRUE(file.Consistent() && file.mClosed) << Problems(file);
+    EXPECT_EQ(file.mItems.size(), 21u);
+}
+
+TEST(ISFMappedStream, ReopeningThePathBeingWrittenFinishesBothFiles) {
+    cTempDir dir;
+    const std::string path = dir.File("same.isf");
+    cISFStore store;
+    ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+    for (uint32_t i = 0; i < 3000; ++i) {
+        ASSERT_EQ(Write(store, 3, NumberedItem(i), kT0), 0u);
+    }
+    // The old file, still mapped, is finished while the new one already exists at the path.
+    ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+    ASSERT_EQ(Write(store, 3, NumberedItem(7), kT0), 0u);
+    store.CloseFileStore();
+    const sISFFile file = ReadISFFile(path);
+    EXPECT_TRUE(file.Consistent() && file.mClosed) << Problems(file);
+    ASSERT_EQ(file.mItems.size(), 2u);
+    EXPECT_EQ(file.mItems[1].mPayload, NumberedItem(7));
+}
+
+}  // namespace
