@@ -512,6 +512,8 @@ TEST(OTAExtractor, PacketsThatAreNotLogs) {
         {"1000140013003a710000000000000000010200000005db", OTA_EXTRACT_BAD_LENGTH},  // header lengths differ
         {"1000130013003a7100000000000000000102000000", OTA_EXTRACT_BAD_LENGTH},      // cut short
         {"9801000001000000", OTA_EXTRACT_NOT_SIGNALLING},                            // a wrapper of nothing
+        // Another code than the multi-SIM wrapper's 0x0198, around a good UMTS NAS log.
+        {"9802000001000000 1000130013003a71d6427c0cfd11d100010200000005db", OTA_EXTRACT_NOT_SIGNALLING},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
@@ -524,20 +526,6 @@ TEST(OTAExtractor, PacketsThatAreNotLogs) {
     EXPECT_EQ(extractor.Extract(static_cast<const sSharedBuffer*>(nullptr), got), OTA_EXTRACT_NOT_SIGNALLING);
     EXPECT_STREQ(OTAExtractStatusName(OTA_EXTRACT_SEGMENTS_INCOMPLETE), "incomplete segments");
     EXPECT_STREQ(OTAExtractStatusName(OTA_EXTRACT_STATUS_COUNT), "unknown");
-}
-
-TEST(OTAExtractor, UnwrapMultiSIM) {
-    const Bytes wrapped = Hex("98010000 02000000 1000");
-    const unsigned char* inner = nullptr;
-    size_t innerSize = 0;
-    uint32_t subscription = 0;
-    ASSERT_TRUE(UnwrapMultiSIM(wrapped.data(), wrapped.size(), inner, innerSize, subscription));
-    EXPECT_EQ(inner, wrapped.data() + 8);
-    EXPECT_EQ(innerSize, 2u);
-    EXPECT_EQ(subscription, 2u);
-    EXPECT_FALSE(UnwrapMultiSIM(wrapped.data(), 8, inner, innerSize, subscription)) << "nothing inside";
-    const Bytes other = Hex("98020000 02000000 1000");
-    EXPECT_FALSE(UnwrapMultiSIM(other.data(), other.size(), inner, innerSize, subscription));
 }
 
 // Segmented messages (LTE RRC v30, NR RRC v23): one row per sequence of pieces and what each answers.
@@ -566,66 +554,51 @@ Bytes NRPiece(unsigned int segment, const Bytes& message) {
 }
 
 TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
-    const eOTAExtractStatus HELD = OTA_EXTRACT_SEGMENT_HELD, DONE = OTA_EXTRACT_MESSAGE,
-                            LOST = OTA_EXTRACT_SEGMENTS_INCOMPLETE;
     const Bytes a = {0xAA}, b = {0xBB}, c = {0xCC};
     const struct {
         const char* mName;
         std::vector<Bytes> mPackets;
-        std::vector<eOTAExtractStatus> mStatuses;
+        const char* mStatuses;     // one a packet: H segment held, M message, L segments incomplete
         const char* mLastMessage;  // of the last packet, when it is a message
-        unsigned int mHeldAfter;
+        unsigned int mHeldAfter = 0;
     } cases[] = {
-        {"three pieces", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(7, c)}, {HELD, HELD, DONE}, "aabbcc", 0},
+        {"three pieces", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(7, c)}, "HHM", "aabbcc"},
         {"all seven",
          {LTEPiece(1, a), LTEPiece(2, a), LTEPiece(3, a), LTEPiece(4, a), LTEPiece(5, a), LTEPiece(6, a),
           LTEPiece(7, b)},
-         {HELD, HELD, HELD, HELD, HELD, HELD, DONE},
-         "aaaaaaaaaaaabb",
-         0},
-        {"last piece alone", {LTEPiece(7, c)}, {LOST}, "", 0},
-        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, {HELD, LOST, LOST}, "", 0},
-        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, {HELD, HELD, LOST}, "", 0},
-        {"a new first piece",
-         {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)},
-         {HELD, LOST, DONE},
-         "bbcc",
-         0},
-        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, {HELD, LOST}, "", 0},
-        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, {HELD, LOST}, "", 0},
-        {"whole messages pass between pieces",
-         {LTEPiece(1, a), LTEPiece(0, b), LTEPiece(7, c)},
-         {HELD, DONE, DONE},
-         "aacc",
-         0},
-        {"LTE and NR apart",
-         {LTEPiece(1, a), NRPiece(1, b), LTEPiece(7, c), NRPiece(7, a)},
-         {HELD, HELD, DONE, DONE},
-         "bbaa",
-         0},
-        {"subscriptions apart",
-         {LTEPiece(1, a, 7, 1), LTEPiece(1, b, 7, 2), LTEPiece(7, c, 7, 1)},
-         {HELD, HELD, DONE},
-         "aacc",
-         1},
+         "HHHHHHM",
+         "aaaaaaaaaaaabb"},
+        {"last piece alone", {LTEPiece(7, c)}, "L", ""},
+        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, "HLL", ""},
+        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, "HHL", ""},
+        {"a new first piece", {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)}, "HLM", "bbcc"},
+        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, "HL", ""},
+        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, "HL", ""},
+        {"whole messages between", {LTEPiece(1, a), LTEPiece(0, b), LTEPiece(7, c)}, "HMM", "aacc"},
+        {"LTE and NR apart", {LTEPiece(1, a), NRPiece(1, b), LTEPiece(7, c), NRPiece(7, a)}, "HHMM", "bbaa"},
+        {"SIMs apart", {LTEPiece(1, a, 7, 1), LTEPiece(1, b, 7, 2), LTEPiece(7, c, 7, 1)}, "HHM", "aacc", 1},
         {"four messages at once at most",
          {LTEPiece(1, a, 7, 1), LTEPiece(1, a, 7, 2), LTEPiece(1, a, 7, 3), LTEPiece(1, a, 7, 4),
           LTEPiece(1, a, 7, 5)},
-         {HELD, HELD, HELD, HELD, LOST},
+         "HHHHL",
          "",
          4},
-        {"held, not finished", {NRPiece(1, a), NRPiece(2, b)}, {HELD, HELD}, "", 2},
+        {"held, not finished", {NRPiece(1, a), NRPiece(2, b)}, "HH", "", 2},
         {"64 KiB at most",
          {LTEPiece(1, Bytes(40000, 1)), LTEPiece(2, Bytes(30000, 2)), LTEPiece(7, c)},
-         {HELD, LOST, LOST},
-         "",
-         0},
+         "HLL",
+         ""},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
+        ASSERT_EQ(strlen(c.mStatuses), c.mPackets.size()) << c.mName;
         for (size_t i = 0; i < c.mPackets.size(); ++i) {
-            ASSERT_EQ(Extract(extractor, c.mPackets[i], got), c.mStatuses[i]) << c.mName << ", packet " << i;
+            const char status = c.mStatuses[i];
+            ASSERT_EQ(Extract(extractor, c.mPackets[i], got),
+                      status == 'H' ? OTA_EXTRACT_SEGMENT_HELD
+                                    : (status == 'M' ? OTA_EXTRACT_MESSAGE : OTA_EXTRACT_SEGMENTS_INCOMPLETE))
+                << c.mName << ", packet " << i;
         }
         EXPECT_EQ(HexOf(got.mData, got.mLength), c.mLastMessage) << c.mName;
         EXPECT_EQ(extractor.HeldPieces(), c.mHeldAfter) << c.mName;
