@@ -39,14 +39,9 @@ std::vector<Bytes> StreamPackets(const std::string& name) {
     return sink.mPackets;
 }
 
-std::string HexOf(const unsigned char* data, size_t size) {
-    static const char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < size; ++i) {
-        text += kDigits[data[i] >> 4];
-        text += kDigits[data[i] & 0xF];
-    }
-    return text;
+// The message's bytes, to compare with Hex(...).
+Bytes MessageBytes(const sOTAMessage& message) {
+    return message.mData == nullptr ? Bytes() : Bytes(message.mData, message.mData + message.mLength);
 }
 
 eOTAExtractStatus Extract(cOTAExtractor& extractor, const Bytes& packet, sOTAMessage& out) {
@@ -82,7 +77,7 @@ void ExpectMessage(const Bytes& packet, const sExpected& want, uint32_t subscrip
     EXPECT_EQ(got.mCell, want.mCell) << want.mKind;
     EXPECT_EQ(got.mFrame, want.mFrame) << want.mKind;
     EXPECT_EQ(got.mSubFrame, want.mSubFrame) << want.mKind;
-    EXPECT_EQ(HexOf(got.mData, got.mLength), want.mMessage) << want.mKind;
+    EXPECT_EQ(MessageBytes(got), Hex(want.mMessage)) << want.mKind;
     EXPECT_EQ(got.mSubscription, subscription) << want.mKind;
 }
 
@@ -315,50 +310,36 @@ const struct {
     const char* mPayload;
     eOTAExtractStatus mStatus;
 } kRefused[] = {
+    // clang-format off
     // LTE RRC: versions nobody lists, or whose one reading disagrees with the versions around them; a PDU
     // number outside the version's numbering; a length that disagrees; a cut header.
     {0xB0C0, "00 0a72 00 2301 3412 3512 04 0300 aabbcc", OLD},
     {0xB0C0, "0a 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", OLD},
-    {0xB0C0, "01", OLD},
-    {0xB0C0, "0b", OLD},
-    {0xB0C0, "11", OLD},
-    {0xB0C0, "12", OLD},
-    {0xB0C0, "15", OLD},
+    {0xB0C0, "01", OLD}, {0xB0C0, "0b", OLD}, {0xB0C0, "11", OLD}, {0xB0C0, "12", OLD}, {0xB0C0, "15", OLD},
     {0xB0C0, "17", OLD},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 09 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "09 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "14 0a72 00 2301 409c0000 3512 3c 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0400 aabbcc", LENGTH},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0200 aabbcc", LENGTH},
-    {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 0000", LENGTH},
-    {0xB0C0, "", LENGTH},
+    {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 0000", LENGTH}, {0xB0C0, "", LENGTH},
     // NR RRC.
     {0xB821, "1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
      CHANNEL},
-    {0xB821, "0a000000", OLD},
-    {0xB821, "1b000000", OLD},
-    {0xB821, "080000", LENGTH},
+    {0xB821, "0a000000", OLD}, {0xB821, "1b000000", OLD}, {0xB821, "080000", LENGTH},
     {0xB821, "08000000 0f60 01 2301 9eb40700 00000000 08 00000000 0400 aabbcc", LENGTH},
     // GSM, GPRS, UMTS NAS, LTE NAS, NR NAS.
-    {0x512F, "091503 aabbcc", CHANNEL},
-    {0x512F, "811c04 aabbcc", LENGTH},
-    {0x5226, "ff0903 aabbcc", CHANNEL},
-    {0x5230, "00 08 0400 aabbcc", LENGTH},
-    {0x713A, "02 02000000 05db", CHANNEL},
-    {0x713A, "00 03000000 05db", LENGTH},
-    {0xB0EC, "02 090500 074501", OLD},
-    {0xB0EC, "01 090500", LENGTH},
+    {0x512F, "091503 aabbcc", CHANNEL}, {0x512F, "811c04 aabbcc", LENGTH}, {0x5226, "ff0903 aabbcc", CHANNEL},
+    {0x5230, "00 08 0400 aabbcc", LENGTH}, {0x713A, "02 02000000 05db", CHANNEL},
+    {0x713A, "00 03000000 05db", LENGTH}, {0xB0EC, "02 090500 074501", OLD}, {0xB0EC, "01 090500", LENGTH},
     {0xB800, "02000000 0f0200 2e01", OLD},
     // WCDMA: channel types outside every layout, a SIB type without a name, cut payloads.
-    {0x412F, "f028 0300 a729 8d01 28aabb", CHANNEL},
-    {0x412F, "fe00 0300 20aabb", CHANNEL},
-    {0x412F, "0900 0200 aabb", CHANNEL},
-    {0x412F, "8a28 0200 a729 8d01 aabb", CHANNEL},
-    {0x412F, "8428 0200 aabb", LENGTH},
-    {0x412F, "fe00 0000", LENGTH},
+    {0x412F, "f028 0300 a729 8d01 28aabb", CHANNEL}, {0x412F, "fe00 0300 20aabb", CHANNEL},
+    {0x412F, "0900 0200 aabb", CHANNEL}, {0x412F, "8a28 0200 a729 8d01 aabb", CHANNEL},
+    {0x412F, "8428 0200 aabb", LENGTH}, {0x412F, "fe00 0000", LENGTH},
     // Log codes without a message.
-    {0xB0EE, "02", OTA_EXTRACT_NOT_SIGNALLING},
-    {0x7130, "010000", OTA_EXTRACT_NOT_SIGNALLING},
+    {0xB0EE, "02", OTA_EXTRACT_NOT_SIGNALLING}, {0x7130, "010000", OTA_EXTRACT_NOT_SIGNALLING},
+    // clang-format on
 };
 
 TEST(OTAExtractor, RefusedHandBuiltPayloads) {
@@ -412,7 +393,7 @@ TEST(OTAExtractor, LTERRCOneRowPerVersion) {
         EXPECT_EQ(got.mLogVersion, Hex(c.mPayload)[0]);
         EXPECT_EQ(got.mChannelNumber, c.mEARFCN) << c.mPayload;
         EXPECT_TRUE(got.mCell == 0x123 && got.mFrame == 0x123 && got.mSubFrame == 5) << c.mPayload;
-        EXPECT_EQ(HexOf(got.mData, got.mLength), "aabbcc") << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
     }
 }
 
@@ -453,7 +434,7 @@ TEST(OTAExtractor, NRRRCOneRowPerVersion) {
         ASSERT_EQ(Extract(extractor, packet, got), MSG) << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
         EXPECT_TRUE(got.mChannelNumber == 504990u && got.mCell == 0x123) << c.mPayload;
-        EXPECT_EQ(HexOf(got.mData, got.mLength), "aabbcc") << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
     }
 }
 
@@ -496,7 +477,7 @@ TEST(OTAExtractor, OtherFamiliesOnHandBuiltPayloads) {
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
         EXPECT_EQ(got.mDirection, c.mDirection) << c.mPayload;
         EXPECT_EQ(got.mSubscription, c.mSubscription) << c.mPayload;
-        EXPECT_EQ(HexOf(got.mData, got.mLength), c.mMessage) << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex(c.mMessage)) << c.mPayload;
         EXPECT_EQ(got.mLogCode, c.mCode);
     }
 }
@@ -600,7 +581,7 @@ TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
                                     : (status == 'M' ? OTA_EXTRACT_MESSAGE : OTA_EXTRACT_SEGMENTS_INCOMPLETE))
                 << c.mName << ", packet " << i;
         }
-        EXPECT_EQ(HexOf(got.mData, got.mLength), c.mLastMessage) << c.mName;
+        EXPECT_EQ(MessageBytes(got), Hex(c.mLastMessage)) << c.mName;
         EXPECT_EQ(extractor.HeldPieces(), c.mHeldAfter) << c.mName;
         extractor.Reset();
         EXPECT_EQ(extractor.HeldPieces(), 0u);
