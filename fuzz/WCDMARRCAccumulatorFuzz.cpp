@@ -23,19 +23,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const unsigned int logSize = 20 + length;
         const unsigned int lengthWord = length + (control >> 7);
         unsigned char* log = new unsigned char[logSize]();
-        const unsigned char header[] = {0x10,
-                                        0,
-                                        static_cast<unsigned char>(logSize - 4),
-                                        static_cast<unsigned char>((logSize - 4) >> 8),
-                                        static_cast<unsigned char>(logSize - 4),
-                                        static_cast<unsigned char>((logSize - 4) >> 8),
-                                        0x2F,
-                                        0x41};
-        memcpy(log, header, sizeof header);
-        const unsigned char message[] = {
-            static_cast<unsigned char>(4 + (control & 1)), static_cast<unsigned char>((control >> 1) & 3),
-            static_cast<unsigned char>(lengthWord), static_cast<unsigned char>(lengthWord >> 8)};
-        memcpy(log + 16, message, sizeof message);
+        log[0] = 0x10;
+        log[2] = log[4] = static_cast<unsigned char>(logSize - 4);
+        log[3] = log[5] = static_cast<unsigned char>((logSize - 4) >> 8);
+        log[6] = 0x2F;
+        log[7] = 0x41;
+        log[16] = static_cast<unsigned char>(4 + (control & 1));
+        log[17] = static_cast<unsigned char>((control >> 1) & 3);
+        log[18] = static_cast<unsigned char>(lengthWord);
+        log[19] = static_cast<unsigned char>(lengthWord >> 8);
         memcpy(log + 20, data + offset, length);
         offset += length;
         sSharedBuffer item(logSize, log, 3);  // adopts the array

@@ -8,47 +8,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-TEST(BitPacker, WritesFieldsInBothOrders) {
-    // Writes in turn from a start position; the bytes after were worked out by hand from the binary digits.
-    const struct {
-        Bytes mBefore;
-        bool mLSBFirst;
-        unsigned int mStart;
-        std::vector<std::pair<unsigned int, unsigned long long>> mWrites;  // width, value
-        Bytes mAfter;
-    } cases[] = {
-        {{0, 0}, true, 0, {{4, 0x4}, {4, 0xB}, {8, 0x01}}, {0xB4, 0x01}},
-        {{0, 0}, false, 0, {{4, 0xB}, {4, 0x4}}, {0xB4, 0x00}},
-        {{0, 0}, true, 4, {{12, 0x01B}}, {0xB0, 0x01}},
-        {{0, 0}, false, 4, {{12, 0x401}}, {0x04, 0x01}},
-        {{0xFF, 0x81}, true, 0, {{8, 0}, {4, 0x2}}, {0xFF, 0x83}},  // zeros leave set bits alone
-        {{0}, true, 1, {{3, 0xFA}}, {0x04}},                        // only the low bits of the value
-        {{0}, true, 3, {{0, 0xFF}}, {0x00}},
-        {Bytes(9),
-         true,
-         4,
-         {{64, 0x0123456789ABCDEFull}},
-         {0xF0, 0xDE, 0xBC, 0x9A, 0x78, 0x56, 0x34, 0x12, 0x00}},
-        {Bytes(9),
-         false,
-         4,
-         {{64, 0x0123456789ABCDEFull}},
-         {0x00, 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0}},
-    };
-    for (const auto& c : cases) {
-        Bytes bytes = c.mBefore;
-        cBitPacker writer(bytes.data(), static_cast<unsigned int>(bytes.size() * 8));
-        writer.mLSBFirst = c.mLSBFirst;
-        writer.mBitPos = c.mStart;
-        for (const auto& [width, value] : c.mWrites) {
-            const unsigned int position = writer.mBitPos;
-            ASSERT_EQ(writer.Set(width, value), BITS_SUCCESS);
-            EXPECT_EQ(writer.mBitPos, position + width);
-        }
-        EXPECT_EQ(bytes, c.mAfter) << "from " << c.mStart;
-    }
-}
-
 TEST(BitPacker, OverloadsWriteZerosAboveTheirTypesBits) {
     Bytes bytes(4);
     cBitPacker writer(bytes.data(), 32);

@@ -8,38 +8,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-TEST(BitParser, ReadsFieldsInBothOrders) {
-    const Bytes b401 = {0xB4, 0x01};
-    const Bytes ramp = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xF0};
-    // Reads in turn from a start position; the values were worked out by hand from the bytes' binary digits.
-    const struct {
-        const Bytes& mBytes;
-        bool mLSBFirst;
-        unsigned int mStart;
-        std::vector<std::pair<unsigned int, unsigned long long>> mReads;  // width, value
-    } cases[] = {
-        {b401, true, 0, {{4, 0x4}, {4, 0xB}, {8, 0x01}}},
-        {b401, false, 0, {{4, 0xB}, {4, 0x4}, {3, 0x0}}},
-        {b401, true, 4, {{12, 0x01B}}},
-        {b401, false, 4, {{12, 0x401}}},
-        {ramp, true, 4, {{64, 0x0EFCDAB896745230ull}}},
-        {ramp, false, 4, {{64, 0x123456789ABCDEFFull}}},
-        {ramp, true, 0, {{33, 0x167452301ull}, {31, 0x77E6D5C4}}},
-    };
-    for (const auto& c : cases) {
-        cBitParser reader(c.mBytes.data(), static_cast<unsigned int>(c.mBytes.size() * 8));
-        reader.mLSBFirst = c.mLSBFirst;
-        reader.mBitPos = c.mStart;
-        for (const auto& [width, expected] : c.mReads) {
-            const unsigned int position = reader.mBitPos;
-            unsigned long long value = 0;
-            ASSERT_EQ(reader.Get(width, value), BITS_SUCCESS);
-            EXPECT_EQ(value, expected) << "width " << width << " at " << position;
-            EXPECT_EQ(reader.mBitPos, position + width);
-        }
-    }
-}
-
 // Reads the low `width` bits of little-endian `bytes` (LSB first) with the overload for T.
 template <typename T>
 long long Read(Bytes bytes, unsigned int width) {

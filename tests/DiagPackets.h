@@ -3,6 +3,8 @@
 #pragma once
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,24 @@ inline Bytes Hex(const std::string& text) {
         }
     }
     return bytes;
+}
+
+// The bytes of a file of tests/data.
+inline Bytes ReadTestData(const std::string& name) {
+    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The packets of a text file of tests/data: one packet in hex a line, '#' lines are comments.
+inline std::vector<Bytes> HexLines(const std::string& name) {
+    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name);
+    std::vector<Bytes> packets;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line[0] != '#') {
+            packets.push_back(Hex(line));
+        }
+    }
+    return packets;
 }
 
 // A log packet of `code` around `payload`: 10 00, both length fields, the code, timestamp 0, the payload.

@@ -2,25 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "tests/DiagPackets.h"
 #include "tests/LogCapture.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
 using BufferPtr = std::unique_ptr<sSharedBuffer>;
 
 BufferPtr Make(const Bytes& bytes, unsigned int protocol = 3) {
     return BufferPtr(new sSharedBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()), protocol));
-}
-
-Bytes Contents(const sSharedBuffer& buffer) {
-    return Bytes(buffer.mData, buffer.mData + buffer.mSize);
 }
 
 // Decodes frame after frame, moving forward by `consumed` as a reader of the serial link does. A frame
@@ -34,15 +28,10 @@ std::vector<Bytes> Walk(const Bytes& stream, size_t& offset) {
         if (consumed == 0) {
             break;
         }
-        packets.push_back(packet ? Contents(*packet) : Bytes());
+        packets.push_back(packet ? Contents(packet.get()) : Bytes());
         offset += consumed;
     }
     return packets;
-}
-
-Bytes ReadTestData(const std::string& name) {
-    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // Frames stuffed by hand; the check sequences were worked out bit by bit from the polynomial.
@@ -71,14 +60,14 @@ TEST(HDLC, EncodesAndDecodesHandStuffedFramesWithAndWithoutTheLeadingFlag) {
             BufferPtr packet = Make(c.mPayload, 7);
             BufferPtr encoded(HDLCEncode(packet.get(), leadingFlag));
             ASSERT_NE(encoded, nullptr) << c.mName;
-            EXPECT_EQ(Contents(*encoded), frame) << c.mName;
+            EXPECT_EQ(Contents(encoded.get()), frame) << c.mName;
             EXPECT_EQ(encoded->mProtocol, 7u);
-            EXPECT_EQ(Contents(*packet), c.mPayload) << "the input is left alone";
+            EXPECT_EQ(Contents(packet.get()), c.mPayload) << "the input is left alone";
 
             unsigned int consumed = 12345;
             BufferPtr decoded(HDLCDecode(encoded.get(), &consumed));
             ASSERT_NE(decoded, nullptr) << c.mName;
-            EXPECT_EQ(Contents(*decoded), c.mPayload) << c.mName;
+            EXPECT_EQ(Contents(decoded.get()), c.mPayload) << c.mName;
             EXPECT_EQ(decoded->mProtocol, 7u);
             EXPECT_EQ(consumed, c.mFrame.size()) << "an opening flag is not counted";
         }
@@ -169,7 +158,7 @@ TEST(HDLCDecode, RealFrameWithBothEscapesDecodesAndReencodes) {
     ASSERT_EQ(packets.size(), 1u);
     EXPECT_EQ(packets[0].size(), 214u);
     EXPECT_EQ(offset, 221u) << "the whole frame";
-    EXPECT_EQ(Contents(*BufferPtr(HDLCEncode(Make(packets[0]).get(), false))), frame);
+    EXPECT_EQ(Contents(BufferPtr(HDLCEncode(Make(packets[0]).get(), false)).get()), frame);
 }
 
 TEST(HDLCDecode, RealStreamYieldsEveryFrame) {

@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,22 +20,6 @@ namespace {
 
 using Counts = std::map<std::string, unsigned int>;
 
-Bytes ReadFile(const std::string& name) {
-    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::vector<Bytes> HexLines(const std::string& name) {
-    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name);
-    std::vector<Bytes> packets;
-    for (std::string line; std::getline(in, line);) {
-        if (!line.empty() && line[0] != '#') {
-            packets.push_back(Hex(line));
-        }
-    }
-    return packets;
-}
-
 // The packets of a raw stream as the tool's recorder splits it.
 std::vector<Bytes> StreamPackets(const std::string& name) {
     struct cCollect : cPacketSink {
@@ -47,7 +29,7 @@ std::vector<Bytes> StreamPackets(const std::string& name) {
         }
         std::vector<Bytes> mPackets;
     } sink;
-    const Bytes stream = ReadFile(name);
+    const Bytes stream = ReadTestData(name);
     cFrameDecoder decoder;
     size_t room = 0;
     unsigned char* space = decoder.Space(room);
@@ -57,14 +39,9 @@ std::vector<Bytes> StreamPackets(const std::string& name) {
     return sink.mPackets;
 }
 
-std::string HexOf(const unsigned char* data, size_t size) {
-    static const char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < size; ++i) {
-        text += kDigits[data[i] >> 4];
-        text += kDigits[data[i] & 0xF];
-    }
-    return text;
+// The message's bytes, to compare with Hex(...).
+Bytes MessageBytes(const sOTAMessage& message) {
+    return message.mData == nullptr ? Bytes() : Bytes(message.mData, message.mData + message.mLength);
 }
 
 eOTAExtractStatus Extract(cOTAExtractor& extractor, const Bytes& packet, sOTAMessage& out) {
@@ -75,6 +52,8 @@ const eOTADirection UL = OTA_DIRECTION_UPLINK;
 const eOTADirection DL = OTA_DIRECTION_DOWNLINK;
 const uint8_t RADIO = OTA_HAS_CHANNEL_NUMBER | OTA_HAS_CELL;
 const uint8_t LTE = RADIO | OTA_HAS_FRAME;
+const eOTAExtractStatus MSG = OTA_EXTRACT_MESSAGE, OLD = OTA_EXTRACT_UNSUPPORTED_VERSION,
+                        CHANNEL = OTA_EXTRACT_UNKNOWN_CHANNEL, LENGTH = OTA_EXTRACT_BAD_LENGTH;
 
 struct sExpected {
     const char* mKind;
@@ -98,7 +77,7 @@ void ExpectMessage(const Bytes& packet, const sExpected& want, uint32_t subscrip
     EXPECT_EQ(got.mCell, want.mCell) << want.mKind;
     EXPECT_EQ(got.mFrame, want.mFrame) << want.mKind;
     EXPECT_EQ(got.mSubFrame, want.mSubFrame) << want.mKind;
-    EXPECT_EQ(HexOf(got.mData, got.mLength), want.mMessage) << want.mKind;
+    EXPECT_EQ(MessageBytes(got), Hex(want.mMessage)) << want.mKind;
     EXPECT_EQ(got.mSubscription, subscription) << want.mKind;
 }
 
@@ -267,7 +246,9 @@ TEST(OTAExtractor, CaptureBIsWrappedNRRRC) {
 }
 
 // The WCDMA capture through the store's reassembler: the logs by channel type and the rebuilt blocks
-// (channel type 254) by SIB type, with the counts published with the capture (tests/data/README.md).
+// (channel type 254) by SIB type, with the counts published with the capture (tests/data/README.md):
+// whole SIBs inside complete lists, 328 in all, plus the 69 sequences that complete in order. A rebuilt
+// block carries the time of the packet that completed it.
 TEST(OTAExtractor, WCDMACaptureAndItsRebuiltBlocks) {
     const std::vector<Bytes> packets = HexLines("wcdma_412f.txt");
     ASSERT_EQ(packets.size(), 623u);
@@ -275,14 +256,20 @@ TEST(OTAExtractor, WCDMACaptureAndItsRebuiltBlocks) {
     cWCDMARRCAccumulator accumulator;
     Counts kinds;
     sOTAMessage message;
+    unsigned int longSIB11 = 0;
     for (const Bytes& packet : packets) {
         ASSERT_EQ(Extract(extractor, packet, message), OTA_EXTRACT_MESSAGE);
         ++kinds[OTAMessageKindName(message)];
+        const uint64_t stamp = message.mTimestamp;
         sSharedBuffer item(packet.data(), static_cast<unsigned int>(packet.size()), 3);
-        for (sSharedBuffer* rebuilt : accumulator.ProcessItem(&item, 0)) {
+        for (sSharedBuffer* rebuilt : accumulator.ProcessItem(&item, stamp)) {
             EXPECT_EQ(extractor.Extract(rebuilt, message), OTA_EXTRACT_MESSAGE);
             EXPECT_EQ(message.mLength, rebuilt->mSize - 21) << "the block after its SIB-type byte";
+            EXPECT_EQ(message.mTimestamp, stamp);
             ++kinds[OTAMessageKindName(message)];
+            EXPECT_EQ(rebuilt->mData[16], 254) << "only BCCH-BCH in this capture";
+            // One SIB11 came in 10 segments: at least 9 x 222 data bits.
+            longSIB11 += rebuilt->mData[20] == 11 && rebuilt->mSize > 16 + 5 + 9 * 222 / 8;
             delete rebuilt;
         }
     }
@@ -302,6 +289,63 @@ TEST(OTAExtractor, WCDMACaptureAndItsRebuiltBlocks) {
                              {"WCDMA RRC SysInfoType12", 6},
                              {"WCDMA RRC SysInfoType11", 1},
                              {"WCDMA RRC SysInfo extension type", 28}}));
+    EXPECT_EQ(longSIB11, 1u);
+    EXPECT_EQ(accumulator.mSIMs.size(), 3u) << "still open at the end";
+}
+
+// Hand-built payloads that extraction refuses: the status, with no kind and no message.
+void ExpectRefused(unsigned int code, const char* payload, eOTAExtractStatus status) {
+    cOTAExtractor extractor;
+    sOTAMessage got;
+    ASSERT_EQ(Extract(extractor, LogPacket(code, Hex(payload)), got), status)
+        << std::hex << code << " " << payload;
+    EXPECT_STREQ(OTAMessageKindName(got), "none") << payload;
+    EXPECT_TRUE(got.mData == nullptr && got.mLength == 0) << payload;
+    EXPECT_EQ(got.mDirection, OTA_DIRECTION_UNKNOWN) << payload;
+    EXPECT_EQ(got.mLogCode, code);
+}
+
+const struct {
+    unsigned int mCode;
+    const char* mPayload;
+    eOTAExtractStatus mStatus;
+} kRefused[] = {
+    // clang-format off
+    // LTE RRC: versions nobody lists, or whose one reading disagrees with the versions around them; a PDU
+    // number outside the version's numbering; a length that disagrees; a cut header.
+    {0xB0C0, "00 0a72 00 2301 3412 3512 04 0300 aabbcc", OLD},
+    {0xB0C0, "0a 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", OLD},
+    {0xB0C0, "01", OLD}, {0xB0C0, "0b", OLD}, {0xB0C0, "11", OLD}, {0xB0C0, "12", OLD}, {0xB0C0, "15", OLD},
+    {0xB0C0, "17", OLD},
+    {0xB0C0, "08 0a72 00 2301 409c0000 3512 09 00000000 0300 aabbcc", CHANNEL},
+    {0xB0C0, "09 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", CHANNEL},
+    {0xB0C0, "14 0a72 00 2301 409c0000 3512 3c 00000000 0300 aabbcc", CHANNEL},
+    {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0400 aabbcc", LENGTH},
+    {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0200 aabbcc", LENGTH},
+    {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 0000", LENGTH}, {0xB0C0, "", LENGTH},
+    // NR RRC.
+    {0xB821, "1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
+     CHANNEL},
+    {0xB821, "0a000000", OLD}, {0xB821, "1b000000", OLD}, {0xB821, "080000", LENGTH},
+    {0xB821, "08000000 0f60 01 2301 9eb40700 00000000 08 00000000 0400 aabbcc", LENGTH},
+    // GSM, GPRS, UMTS NAS, LTE NAS, NR NAS.
+    {0x512F, "091503 aabbcc", CHANNEL}, {0x512F, "811c04 aabbcc", LENGTH}, {0x5226, "ff0903 aabbcc", CHANNEL},
+    {0x5230, "00 08 0400 aabbcc", LENGTH}, {0x713A, "02 02000000 05db", CHANNEL},
+    {0x713A, "00 03000000 05db", LENGTH}, {0xB0EC, "02 090500 074501", OLD}, {0xB0EC, "01 090500", LENGTH},
+    {0xB800, "02000000 0f0200 2e01", OLD},
+    // WCDMA: channel types outside every layout, a SIB type without a name, cut payloads.
+    {0x412F, "f028 0300 a729 8d01 28aabb", CHANNEL}, {0x412F, "fe00 0300 20aabb", CHANNEL},
+    {0x412F, "0900 0200 aabb", CHANNEL}, {0x412F, "8a28 0200 a729 8d01 aabb", CHANNEL},
+    {0x412F, "8428 0200 aabb", LENGTH}, {0x412F, "fe00 0000", LENGTH},
+    // Log codes without a message.
+    {0xB0EE, "02", OTA_EXTRACT_NOT_SIGNALLING}, {0x7130, "010000", OTA_EXTRACT_NOT_SIGNALLING},
+    // clang-format on
+};
+
+TEST(OTAExtractor, RefusedHandBuiltPayloads) {
+    for (const auto& c : kRefused) {
+        ExpectRefused(c.mCode, c.mPayload, c.mStatus);
+    }
 }
 
 // LTE RRC payloads for the versions the captures lack. Common values: PCI 23 01 = 0x123, SFN word 35 12 ->
@@ -311,84 +355,45 @@ TEST(OTAExtractor, WCDMACaptureAndItsRebuiltBlocks) {
 TEST(OTAExtractor, LTERRCOneRowPerVersion) {
     const struct {
         const char* mPayload;
-        eOTAExtractStatus mStatus;
         const char* mKind;
         uint32_t mEARFCN;
     } cases[] = {
         // v2-4: rb 3, PCI 4, EARFCN u16 6, SFN 8, PDU 10, length 11, message 13.
-        {"02 0a72 00 2301 3412 3512 04 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC PCCH", 4660},
-        {"04 0a72 00 2301 3412 3512 03 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC MCCH", 4660},
+        {"02 0a72 00 2301 3412 3512 04 0300 aabbcc", "LTE RRC PCCH", 4660},
+        {"04 0a72 00 2301 3412 3512 03 0300 aabbcc", "LTE RRC MCCH", 4660},
         // v5-7: a 4-byte SIB mask before the length at 15; message 17. v5 is known to one analyser (table A).
-        {"05 0a72 00 2301 3412 3512 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC DL-CCCH", 4660},
-        {"07 0a72 02 2301 3412 3512 08 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH", 4660},
+        {"05 0a72 00 2301 3412 3512 05 00000000 0300 aabbcc", "LTE RRC DL-CCCH", 4660},
+        {"07 0a72 02 2301 3412 3512 08 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 4660},
         // v8-24: EARFCN u32 at 6, SFN 10, PDU 12, mask 13, length 17, message 19.
-        {"08 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC BCCH-BCH",
-         40000},
-        {"09 0a72 00 2301 409c0000 3512 0b 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC PCCH", 40000},
-        {"0c 0a72 01 2301 409c0000 3512 0f 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH",
-         40000},
-        {"0d 0a72 00 2301 409c0000 3512 02 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC BCCH-DL-SCH",
-         40000},
-        {"0e 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC MCCH", 40000},
-        {"10 0a72 01 2301 409c0000 3512 09 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH",
-         40000},
-        {"13 0a72 01 2301 409c0000 3512 34 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH-NB",
-         40000},
-        {"14 0a72 01 2301 409c0000 3512 3d 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH-NB",
-         40000},
-        {"16 0a72 00 2301 409c0000 3512 06 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC DL-DCCH",
-         40000},
-        {"18 0a72 00 2301 409c0000 3512 38 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC PCCH-NB",
-         40000},
+        {"08 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", "LTE RRC BCCH-BCH", 40000},
+        {"09 0a72 00 2301 409c0000 3512 0b 00000000 0300 aabbcc", "LTE RRC PCCH", 40000},
+        {"0c 0a72 01 2301 409c0000 3512 0f 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 40000},
+        {"0d 0a72 00 2301 409c0000 3512 02 00000000 0300 aabbcc", "LTE RRC BCCH-DL-SCH", 40000},
+        {"0e 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", "LTE RRC MCCH", 40000},
+        {"10 0a72 01 2301 409c0000 3512 09 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 40000},
+        {"13 0a72 01 2301 409c0000 3512 34 00000000 0300 aabbcc", "LTE RRC UL-DCCH-NB", 40000},
+        {"14 0a72 01 2301 409c0000 3512 3d 00000000 0300 aabbcc", "LTE RRC UL-DCCH-NB", 40000},
+        {"16 0a72 00 2301 409c0000 3512 06 00000000 0300 aabbcc", "LTE RRC DL-DCCH", 40000},
+        {"18 0a72 00 2301 409c0000 3512 38 00000000 0300 aabbcc", "LTE RRC PCCH-NB", 40000},
         // v25-29: NR release bytes at 3-4, rb 5, PCI 6, EARFCN u32 8, SFN 12, PDU 14, length 19, message 21.
-        {"19 0a72 0f60 00 2301 13070000 3512 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC PCCH",
-         1811},
-        {"1a 0a72 0f60 00 2301 13040100 3512 03 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "LTE RRC BCCH-DL-SCH", 66579},
-        {"1c 0a72 0f60 01 2301 13040100 3512 0b 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "LTE RRC UL-DCCH",
-         66579},
-        {"1d 0a72 0f60 00 2301 13070000 3512 2d 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "LTE RRC BCCH-BCH-NB", 1811},
+        {"19 0a72 0f60 00 2301 13070000 3512 05 00000000 0300 aabbcc", "LTE RRC PCCH", 1811},
+        {"1a 0a72 0f60 00 2301 13040100 3512 03 00000000 0300 aabbcc", "LTE RRC BCCH-DL-SCH", 66579},
+        {"1c 0a72 0f60 01 2301 13040100 3512 0b 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 66579},
+        {"1d 0a72 0f60 00 2301 13070000 3512 2d 00000000 0300 aabbcc", "LTE RRC BCCH-BCH-NB", 1811},
         // v30 and later: 2 unknown bytes at 21, segment number 23, message 24.
-        {"1e 0a72 0f60 00 2301 19140000 3512 07 00000000 0300 0000 00 aabbcc", OTA_EXTRACT_MESSAGE,
-         "LTE RRC PCCH", 5145},
-        {"20 0a72 0f60 00 2301 19140000 3512 0a 00000000 0300 0000 00 aabbcc", OTA_EXTRACT_MESSAGE,
-         "LTE RRC UL-CCCH", 5145},
-        // Versions nobody lists, or whose one reading disagrees with the versions around them.
-        {"00 0a72 00 2301 3412 3512 04 0300 aabbcc", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"01", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"0a 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"0b", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"11", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"12", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"15", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        {"17", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", 0},
-        // A PDU number outside the version's numbering; a length that disagrees; a cut header.
-        {"08 0a72 00 2301 409c0000 3512 09 00000000 0300 aabbcc", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", 0},
-        {"09 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", 0},
-        {"14 0a72 00 2301 409c0000 3512 3c 00000000 0300 aabbcc", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", 0},
-        {"08 0a72 00 2301 409c0000 3512 04 00000000 0400 aabbcc", OTA_EXTRACT_BAD_LENGTH, "none", 0},
-        {"08 0a72 00 2301 409c0000 3512 04 00000000 0200 aabbcc", OTA_EXTRACT_BAD_LENGTH, "none", 0},
-        {"08 0a72 00 2301 409c0000 3512 04 0000", OTA_EXTRACT_BAD_LENGTH, "none", 0},
-        {"", OTA_EXTRACT_BAD_LENGTH, "none", 0},
+        {"1e 0a72 0f60 00 2301 19140000 3512 07 00000000 0300 0000 00 aabbcc", "LTE RRC PCCH", 5145},
+        {"20 0a72 0f60 00 2301 19140000 3512 0a 00000000 0300 0000 00 aabbcc", "LTE RRC UL-CCCH", 5145},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
         const Bytes packet = LogPacket(0xB0C0, Hex(c.mPayload));  // mData points into it
-        ASSERT_EQ(Extract(extractor, packet, got), c.mStatus) << c.mPayload;
+        ASSERT_EQ(Extract(extractor, packet, got), MSG) << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
-        EXPECT_EQ(got.mLogCode, 0xB0C0);
-        if (c.mStatus != OTA_EXTRACT_MESSAGE) {
-            EXPECT_TRUE(got.mData == nullptr && got.mLength == 0) << c.mPayload;
-            continue;
-        }
         EXPECT_EQ(got.mLogVersion, Hex(c.mPayload)[0]);
         EXPECT_EQ(got.mChannelNumber, c.mEARFCN) << c.mPayload;
-        EXPECT_EQ(got.mCell, 0x123) << c.mPayload;
-        EXPECT_EQ(got.mFrame, 0x123) << c.mPayload;
-        EXPECT_EQ(got.mSubFrame, 5) << c.mPayload;
-        EXPECT_EQ(HexOf(got.mData, got.mLength), "aabbcc") << c.mPayload;
+        EXPECT_TRUE(got.mCell == 0x123 && got.mFrame == 0x123 && got.mSubFrame == 5) << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
     }
 }
 
@@ -396,124 +401,83 @@ TEST(OTAExtractor, LTERRCOneRowPerVersion) {
 TEST(OTAExtractor, NRRRCOneRowPerVersion) {
     const struct {
         const char* mPayload;
-        eOTAExtractStatus mStatus;
         const char* mKind;
     } cases[] = {
         // v7-9: NR-ARFCN u32 9, SFN/slot 13 (4 bytes), PDU 17, mask 18, length 22, message 24.
-        {"07000000 0f60 01 2301 9eb40700 00000000 18 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "NR RRC RadioBearerConfig"},
-        {"09000000 0f60 01 2301 9eb40700 00000000 07 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "NR RRC UL-CCCH1"},
-        {"09000000 0f60 01 2301 9eb40700 00000000 1d 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "NR RRC UE-NR-Capability"},
+        {"07000000 0f60 01 2301 9eb40700 00000000 18 00000000 0300 aabbcc", "NR RRC RadioBearerConfig"},
+        {"09000000 0f60 01 2301 9eb40700 00000000 07 00000000 0300 aabbcc", "NR RRC UL-CCCH1"},
+        {"09000000 0f60 01 2301 9eb40700 00000000 1d 00000000 0300 aabbcc", "NR RRC UE-NR-Capability"},
         // v12, 14: NR-ARFCN 9 (3 bytes; byte 12 belongs to the SFN/slot in one reading), PDU 16, length 21,
         // message 23.
-        {"0c000000 0f60 01 2301 9eb407 01000000 05 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE, "NR RRC PCCH"},
-        {"0e000000 0f60 01 2301 9eb407 00000000 1f 00000000 0300 aabbcc", OTA_EXTRACT_MESSAGE,
-         "NR RRC UE-MRDC-Capability"},
+        {"0c000000 0f60 01 2301 9eb407 01000000 05 00000000 0300 aabbcc", "NR RRC PCCH"},
+        {"0e000000 0f60 01 2301 9eb407 00000000 1f 00000000 0300 aabbcc", "NR RRC UE-MRDC-Capability"},
         // v17: cell global id 9 (8 bytes), NR-ARFCN 17, SFN/slot 21 (3 bytes), PDU 24, length 29, message 31.
         {"11000000 0f60 01 2301 0000000000000000 9eb40700 000000 1d 00000000 0300 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC RadioBearerConfig"},
+         "NR RRC RadioBearerConfig"},
         // v19, 20, 25: 1 unknown byte, message 32.
         {"13000000 0f60 01 2301 0000000000000000 9eb40700 000000 07 00000000 0300 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC UL-CCCH1"},
-        {"14000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC MCCH"},
-        {"19000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC PCCH"},
+         "NR RRC UL-CCCH1"},
+        {"14000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc", "NR RRC MCCH"},
+        {"19000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc", "NR RRC PCCH"},
         // v23, 24, 26, 28: 3 unknown bytes, segment number 34, message 35.
         {"17000000 0f60 01 2301 0000000000000000 9eb40700 000000 0b 00000000 0300 000000 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC RRCReconfigurationComplete"},
+         "NR RRC RRCReconfigurationComplete"},
         {"1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0c 00000000 0300 000000 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC RRCReconfigurationComplete"},
+         "NR RRC RRCReconfigurationComplete"},
         {"1c000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
-         OTA_EXTRACT_MESSAGE, "NR RRC UL-DCCH"},
-        {"1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
-         OTA_EXTRACT_UNKNOWN_CHANNEL, "none"},
-        {"0a000000", OTA_EXTRACT_UNSUPPORTED_VERSION, "none"},
-        {"1b000000", OTA_EXTRACT_UNSUPPORTED_VERSION, "none"},
-        {"08000000 0f60 01 2301 9eb40700 00000000 08 00000000 0400 aabbcc", OTA_EXTRACT_BAD_LENGTH, "none"},
-        {"080000", OTA_EXTRACT_BAD_LENGTH, "none"},
+         "NR RRC UL-DCCH"},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
         const Bytes packet = LogPacket(0xB821, Hex(c.mPayload));  // mData points into it
-        ASSERT_EQ(Extract(extractor, packet, got), c.mStatus) << c.mPayload;
+        ASSERT_EQ(Extract(extractor, packet, got), MSG) << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
-        if (c.mStatus == OTA_EXTRACT_MESSAGE) {
-            EXPECT_EQ(got.mChannelNumber, 504990u) << c.mPayload;
-            EXPECT_EQ(got.mCell, 0x123) << c.mPayload;
-            EXPECT_EQ(HexOf(got.mData, got.mLength), "aabbcc") << c.mPayload;
-        }
+        EXPECT_TRUE(got.mChannelNumber == 504990u && got.mCell == 0x123) << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
     }
 }
 
-// The other families' rules on hand-built payloads: dual-SIM bytes, directions, codes, SIB types and
-// the failures.
+// The other families' rules on hand-built payloads: dual-SIM bytes, directions, codes, SIB types.
 TEST(OTAExtractor, OtherFamiliesOnHandBuiltPayloads) {
     const struct {
         unsigned int mCode;
         const char* mPayload;
-        eOTAExtractStatus mStatus;
         const char* mKind;
         eOTADirection mDirection;
         uint32_t mSubscription;
         const char* mMessage;
     } cases[] = {
-        {0x5B2F, "02 811c03 aabbcc", OTA_EXTRACT_MESSAGE, "GSM RR BCCH", DL, 2, "aabbcc"},
-        {0x5B2F, "00 001503 aabbcc", OTA_EXTRACT_MESSAGE, "GSM RR DCCH", UL, 1, "aabbcc"},
-        {0x512F, "091503 aabbcc", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x512F, "811c04 aabbcc", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x5226, "830903 aabbcc", OTA_EXTRACT_MESSAGE, "GPRS RLC/MAC control", DL, 0, "aabbcc"},
-        {0x5226, "040a02 aabbcc", OTA_EXTRACT_MESSAGE, "GPRS RLC/MAC control", UL, 0, "aabb"},
-        {0x5226, "ff0903 aabbcc", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x5230, "01 08 0300 aabbcc dddd", OTA_EXTRACT_MESSAGE, "GPRS GMM/SM", DL, 0, "aabbcc"},
-        {0x5230, "00 08 0400 aabbcc", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x7B3A, "02 01 02000000 05db", OTA_EXTRACT_MESSAGE, "UMTS NAS", UL, 2, "05db"},
-        {0x713A, "02 02000000 05db", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x713A, "00 03000000 05db", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0xB0E0, "01 090500 2712345678", OTA_EXTRACT_MESSAGE, "LTE NAS ESM protected", DL, 0, "2712345678"},
-        {0xB0E3, "01 090500 5200ca", OTA_EXTRACT_MESSAGE, "LTE NAS ESM", UL, 0, "5200ca"},
-        {0xB0EC, "02 090500 074501", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0xB0EC, "01 090500", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0xB80A, "01000000 0f0200 7e0041", OTA_EXTRACT_MESSAGE, "NR NAS 5GMM", DL, 0, "7e0041"},
-        {0xB809, "01000000 0f0200 7e0241", OTA_EXTRACT_MESSAGE, "NR NAS 5GMM protected", UL, 0, "7e0241"},
-        {0xB801, "01000000 0f0200 2e01", OTA_EXTRACT_MESSAGE, "NR NAS 5GSM", UL, 0, "2e01"},
-        {0xB814, "01000000 0f0200 7e00", OTA_EXTRACT_MESSAGE, "NR NAS 5GMM", OTA_DIRECTION_UNKNOWN, 0,
-         "7e00"},
-        {0xB800, "02000000 0f0200 2e01", OTA_EXTRACT_UNSUPPORTED_VERSION, "none", OTA_DIRECTION_UNKNOWN, 0,
-         ""},
+        {0x5B2F, "02 811c03 aabbcc", "GSM RR BCCH", DL, 2, "aabbcc"},
+        {0x5B2F, "00 001503 aabbcc", "GSM RR DCCH", UL, 1, "aabbcc"},
+        {0x5226, "830903 aabbcc", "GPRS RLC/MAC control", DL, 0, "aabbcc"},
+        {0x5226, "040a02 aabbcc", "GPRS RLC/MAC control", UL, 0, "aabb"},
+        {0x5230, "01 08 0300 aabbcc dddd", "GPRS GMM/SM", DL, 0, "aabbcc"},
+        {0x7B3A, "02 01 02000000 05db", "UMTS NAS", UL, 2, "05db"},
+        {0xB0E0, "01 090500 2712345678", "LTE NAS ESM protected", DL, 0, "2712345678"},
+        {0xB0E3, "01 090500 5200ca", "LTE NAS ESM", UL, 0, "5200ca"},
+        {0xB80A, "01000000 0f0200 7e0041", "NR NAS 5GMM", DL, 0, "7e0041"},
+        {0xB809, "01000000 0f0200 7e0241", "NR NAS 5GMM protected", UL, 0, "7e0241"},
+        {0xB801, "01000000 0f0200 2e01", "NR NAS 5GSM", UL, 0, "2e01"},
+        {0xB814, "01000000 0f0200 7e00", "NR NAS 5GMM", OTA_DIRECTION_UNKNOWN, 0, "7e00"},
         // WCDMA: a block the store rebuilt (254: SIB type, then the block); newer-layout decoded blocks
-        // whose type 31 and 66 mean SIB19 and SIB11bis; channel types outside every layout.
-        {0x412F, "fe00 0300 03aabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC SysInfoType3", DL, 0, "aabb"},
-        {0x412F, "ff00 0300 1faabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC SysInfo extension type", DL, 0, "aabb"},
-        {0x412F, "f028 0300 a729 8d01 1faabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC SysInfoType19", DL, 0, "aabb"},
-        {0x412F, "f028 0300 a729 8d01 42aabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC SysInfoType11bis", DL, 0,
-         "aabb"},
-        {0x412F, "8128 0200 a729 8d01 aabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC UL-DCCH", UL, 0, "aabb"},
-        {0x412F, "0100 0200 aabb", OTA_EXTRACT_MESSAGE, "WCDMA RRC UL-DCCH", UL, 0, "aabb"},
-        {0x412F, "f028 0300 a729 8d01 28aabb", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0,
-         ""},
-        {0x412F, "fe00 0300 20aabb", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x412F, "0900 0200 aabb", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x412F, "8a28 0200 a729 8d01 aabb", OTA_EXTRACT_UNKNOWN_CHANNEL, "none", OTA_DIRECTION_UNKNOWN, 0,
-         ""},
-        {0x412F, "8428 0200 aabb", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x412F, "fe00 0000", OTA_EXTRACT_BAD_LENGTH, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        // Log codes without a message.
-        {0xB0EE, "02", OTA_EXTRACT_NOT_SIGNALLING, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
-        {0x7130, "010000", OTA_EXTRACT_NOT_SIGNALLING, "none", OTA_DIRECTION_UNKNOWN, 0, ""},
+        // whose type 31 and 66 mean SIB19 and SIB11bis.
+        {0x412F, "fe00 0300 03aabb", "WCDMA RRC SysInfoType3", DL, 0, "aabb"},
+        {0x412F, "ff00 0300 1faabb", "WCDMA RRC SysInfo extension type", DL, 0, "aabb"},
+        {0x412F, "f028 0300 a729 8d01 1faabb", "WCDMA RRC SysInfoType19", DL, 0, "aabb"},
+        {0x412F, "f028 0300 a729 8d01 42aabb", "WCDMA RRC SysInfoType11bis", DL, 0, "aabb"},
+        {0x412F, "8128 0200 a729 8d01 aabb", "WCDMA RRC UL-DCCH", UL, 0, "aabb"},
+        {0x412F, "0100 0200 aabb", "WCDMA RRC UL-DCCH", UL, 0, "aabb"},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
         const Bytes packet = LogPacket(c.mCode, Hex(c.mPayload));
-        ASSERT_EQ(Extract(extractor, packet, got), c.mStatus) << std::hex << c.mCode << " " << c.mPayload;
+        ASSERT_EQ(Extract(extractor, packet, got), MSG) << std::hex << c.mCode << " " << c.mPayload;
         EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
         EXPECT_EQ(got.mDirection, c.mDirection) << c.mPayload;
         EXPECT_EQ(got.mSubscription, c.mSubscription) << c.mPayload;
-        EXPECT_EQ(HexOf(got.mData, got.mLength), c.mMessage) << c.mPayload;
+        EXPECT_EQ(MessageBytes(got), Hex(c.mMessage)) << c.mPayload;
         EXPECT_EQ(got.mLogCode, c.mCode);
     }
 }
@@ -529,6 +493,8 @@ TEST(OTAExtractor, PacketsThatAreNotLogs) {
         {"1000140013003a710000000000000000010200000005db", OTA_EXTRACT_BAD_LENGTH},  // header lengths differ
         {"1000130013003a7100000000000000000102000000", OTA_EXTRACT_BAD_LENGTH},      // cut short
         {"9801000001000000", OTA_EXTRACT_NOT_SIGNALLING},                            // a wrapper of nothing
+        // Another code than the multi-SIM wrapper's 0x0198, around a good UMTS NAS log.
+        {"9802000001000000 1000130013003a71d6427c0cfd11d100010200000005db", OTA_EXTRACT_NOT_SIGNALLING},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
@@ -541,20 +507,6 @@ TEST(OTAExtractor, PacketsThatAreNotLogs) {
     EXPECT_EQ(extractor.Extract(static_cast<const sSharedBuffer*>(nullptr), got), OTA_EXTRACT_NOT_SIGNALLING);
     EXPECT_STREQ(OTAExtractStatusName(OTA_EXTRACT_SEGMENTS_INCOMPLETE), "incomplete segments");
     EXPECT_STREQ(OTAExtractStatusName(OTA_EXTRACT_STATUS_COUNT), "unknown");
-}
-
-TEST(OTAExtractor, UnwrapMultiSIM) {
-    const Bytes wrapped = Hex("98010000 02000000 1000");
-    const unsigned char* inner = nullptr;
-    size_t innerSize = 0;
-    uint32_t subscription = 0;
-    ASSERT_TRUE(UnwrapMultiSIM(wrapped.data(), wrapped.size(), inner, innerSize, subscription));
-    EXPECT_EQ(inner, wrapped.data() + 8);
-    EXPECT_EQ(innerSize, 2u);
-    EXPECT_EQ(subscription, 2u);
-    EXPECT_FALSE(UnwrapMultiSIM(wrapped.data(), 8, inner, innerSize, subscription)) << "nothing inside";
-    const Bytes other = Hex("98020000 02000000 1000");
-    EXPECT_FALSE(UnwrapMultiSIM(other.data(), other.size(), inner, innerSize, subscription));
 }
 
 // Segmented messages (LTE RRC v30, NR RRC v23): one row per sequence of pieces and what each answers.
@@ -583,68 +535,53 @@ Bytes NRPiece(unsigned int segment, const Bytes& message) {
 }
 
 TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
-    const eOTAExtractStatus HELD = OTA_EXTRACT_SEGMENT_HELD, DONE = OTA_EXTRACT_MESSAGE,
-                            LOST = OTA_EXTRACT_SEGMENTS_INCOMPLETE;
     const Bytes a = {0xAA}, b = {0xBB}, c = {0xCC};
     const struct {
         const char* mName;
         std::vector<Bytes> mPackets;
-        std::vector<eOTAExtractStatus> mStatuses;
+        const char* mStatuses;     // one a packet: H segment held, M message, L segments incomplete
         const char* mLastMessage;  // of the last packet, when it is a message
-        unsigned int mHeldAfter;
+        unsigned int mHeldAfter = 0;
     } cases[] = {
-        {"three pieces", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(7, c)}, {HELD, HELD, DONE}, "aabbcc", 0},
+        {"three pieces", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(7, c)}, "HHM", "aabbcc"},
         {"all seven",
          {LTEPiece(1, a), LTEPiece(2, a), LTEPiece(3, a), LTEPiece(4, a), LTEPiece(5, a), LTEPiece(6, a),
           LTEPiece(7, b)},
-         {HELD, HELD, HELD, HELD, HELD, HELD, DONE},
-         "aaaaaaaaaaaabb",
-         0},
-        {"last piece alone", {LTEPiece(7, c)}, {LOST}, "", 0},
-        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, {HELD, LOST, LOST}, "", 0},
-        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, {HELD, HELD, LOST}, "", 0},
-        {"a new first piece",
-         {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)},
-         {HELD, LOST, DONE},
-         "bbcc",
-         0},
-        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, {HELD, LOST}, "", 0},
-        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, {HELD, LOST}, "", 0},
-        {"whole messages pass between pieces",
-         {LTEPiece(1, a), LTEPiece(0, b), LTEPiece(7, c)},
-         {HELD, DONE, DONE},
-         "aacc",
-         0},
-        {"LTE and NR apart",
-         {LTEPiece(1, a), NRPiece(1, b), LTEPiece(7, c), NRPiece(7, a)},
-         {HELD, HELD, DONE, DONE},
-         "bbaa",
-         0},
-        {"subscriptions apart",
-         {LTEPiece(1, a, 7, 1), LTEPiece(1, b, 7, 2), LTEPiece(7, c, 7, 1)},
-         {HELD, HELD, DONE},
-         "aacc",
-         1},
+         "HHHHHHM",
+         "aaaaaaaaaaaabb"},
+        {"last piece alone", {LTEPiece(7, c)}, "L", ""},
+        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, "HLL", ""},
+        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, "HHL", ""},
+        {"a new first piece", {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)}, "HLM", "bbcc"},
+        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, "HL", ""},
+        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, "HL", ""},
+        {"whole messages between", {LTEPiece(1, a), LTEPiece(0, b), LTEPiece(7, c)}, "HMM", "aacc"},
+        {"LTE and NR apart", {LTEPiece(1, a), NRPiece(1, b), LTEPiece(7, c), NRPiece(7, a)}, "HHMM", "bbaa"},
+        {"SIMs apart", {LTEPiece(1, a, 7, 1), LTEPiece(1, b, 7, 2), LTEPiece(7, c, 7, 1)}, "HHM", "aacc", 1},
         {"four messages at once at most",
          {LTEPiece(1, a, 7, 1), LTEPiece(1, a, 7, 2), LTEPiece(1, a, 7, 3), LTEPiece(1, a, 7, 4),
           LTEPiece(1, a, 7, 5)},
-         {HELD, HELD, HELD, HELD, LOST},
+         "HHHHL",
          "",
          4},
-        {"held, not finished", {NRPiece(1, a), NRPiece(2, b)}, {HELD, HELD}, "", 2},
+        {"held, not finished", {NRPiece(1, a), NRPiece(2, b)}, "HH", "", 2},
         {"64 KiB at most",
          {LTEPiece(1, Bytes(40000, 1)), LTEPiece(2, Bytes(30000, 2)), LTEPiece(7, c)},
-         {HELD, LOST, LOST},
-         "",
-         0},
+         "HLL",
+         ""},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
         sOTAMessage got;
+        ASSERT_EQ(strlen(c.mStatuses), c.mPackets.size()) << c.mName;
         for (size_t i = 0; i < c.mPackets.size(); ++i) {
-            ASSERT_EQ(Extract(extractor, c.mPackets[i], got), c.mStatuses[i]) << c.mName << ", packet " << i;
+            const char status = c.mStatuses[i];
+            ASSERT_EQ(Extract(extractor, c.mPackets[i], got),
+                      status == 'H' ? OTA_EXTRACT_SEGMENT_HELD
+                                    : (status == 'M' ? OTA_EXTRACT_MESSAGE : OTA_EXTRACT_SEGMENTS_INCOMPLETE))
+                << c.mName << ", packet " << i;
         }
-        EXPECT_EQ(HexOf(got.mData, got.mLength), c.mLastMessage) << c.mName;
+        EXPECT_EQ(MessageBytes(got), Hex(c.mLastMessage)) << c.mName;
         EXPECT_EQ(extractor.HeldPieces(), c.mHeldAfter) << c.mName;
         extractor.Reset();
         EXPECT_EQ(extractor.HeldPieces(), 0u);

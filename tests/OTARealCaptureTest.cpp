@@ -1,7 +1,6 @@
 // Over-the-air logs captured from handsets (tests/data/README.md): nobody here wrote these bytes.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <string>
 
@@ -12,19 +11,8 @@ namespace {
 
 using Counts = std::map<unsigned int, unsigned int>;
 
-std::vector<Bytes> ReadPackets(const std::string& name) {
-    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/" + name);
-    std::vector<Bytes> packets;
-    for (std::string line; std::getline(in, line);) {
-        if (!line.empty() && line[0] != '#') {
-            packets.push_back(Hex(line));
-        }
-    }
-    return packets;
-}
-
 TEST(OTARealCapture, OtherTechnologiesValidateButShortEvDoPayloads) {
-    const std::vector<Bytes> packets = ReadPackets("ota_real_sample.txt");
+    const std::vector<Bytes> packets = HexLines("ota_real_sample.txt");
     ASSERT_EQ(packets.size(), 93u);
     unsigned int rejected = 0;
     for (const Bytes& packet : packets) {
@@ -60,7 +48,7 @@ TEST(OTARealCapture, HandDecodedMessages) {
 }
 
 TEST(OTARealCapture, WCDMAChannelTypesAndBroadcastChoicesMatchTheCaptureCounts) {
-    const std::vector<Bytes> packets = ReadPackets("wcdma_412f.txt");
+    const std::vector<Bytes> packets = HexLines("wcdma_412f.txt");
     ASSERT_EQ(packets.size(), 623u);
     Counts channels, broadcastChoices;
     for (const Bytes& packet : packets) {
@@ -81,7 +69,7 @@ TEST(OTARealCapture, WCDMAChannelTypesAndBroadcastChoicesMatchTheCaptureCounts) 
 }
 
 TEST(OTARealCapture, NewerWCDMALayoutIsRejected) {
-    const std::vector<Bytes> packets = ReadPackets("wcdma_412f_v2layout.txt");
+    const std::vector<Bytes> packets = HexLines("wcdma_412f_v2layout.txt");
     ASSERT_EQ(packets.size(), 4u);
     for (const Bytes& packet : packets) {
         cHeldBuffer buffer(packet, 3);

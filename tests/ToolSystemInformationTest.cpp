@@ -32,40 +32,24 @@ Bytes Pack(const tBits& bits) {
 }
 
 TEST(ToolSystemInformation, BlockEncodings) {
-    struct sCase {
+    // The fields of each block, apart by spaces.
+    const struct {
         tBits mBits;
         std::string mExpected;
     } cases[] = {
         // extensions absent, one URA (count - 1 in 3 bits), URA identity 0xABCD in 16 bits
-        {EncodeSIB2({0xABCD}),
-         "0"
-         "000"
-         "1010101111001101"},
-        // three optional fields absent, FDD, -105 dBm (+110 in 6 bits), 2 levels (count - 1 in 4), 1 and 8 (-
-        // 1)
-        {EncodeSIB7(-105, {1, 8}),
-         "000"
-         "0"
-         "000101"
-         "0001"
-         "000"
-         "111"},
+        {EncodeSIB2({0xABCD}), "0 000 1010101111001101"},
+        // three optional fields absent, FDD, -105 dBm (+110 in 6 bits), 2 levels (count - 1 in 4), 1 and 8
+        // (- 1)
+        {EncodeSIB7(-105, {1, 8}), "000 0 000101 0001 000 111"},
         // idle-mode identities only, intra-frequency cells only, 1 cell (count - 1 in 5), identity present,
         // MCC 0 0 1, two MNC digits 0 2
-        {EncodeSIB18(1, 1, 2),
-         "100"
-         "100"
-         "00000"
-         "1"
-         "0000"
-         "0000"
-         "0001"
-         "0"
-         "0000"
-         "0010"},
+        {EncodeSIB18(1, 1, 2), "100 100 00000 1 0000 0000 0001 0 0000 0010"},
     };
-    for (const sCase& test : cases) {
-        EXPECT_EQ(Text(test.mBits), test.mExpected);
+    for (const auto& test : cases) {
+        std::string expected = test.mExpected;
+        expected.erase(std::remove(expected.begin(), expected.end(), ' '), expected.end());
+        EXPECT_EQ(Text(test.mBits), expected) << test.mExpected;
     }
 }
 

@@ -69,7 +69,7 @@ public:
     bool Packet(sSharedBuffer* packet) override {
         const Bytes request(packet->mData, packet->mData + packet->mSize);
         if (request[0] == 0x73) {
-            LogConfig(packet, request);
+            LogConfig(request);
         } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
             fprintf(mLog, "debug-text %u\n", ReadU32(&request[4]));
             Answer(request);
@@ -102,7 +102,7 @@ public:
     long mSent = 0;
 
 private:
-    void LogConfig(sSharedBuffer* packet, const Bytes& request) {
+    void LogConfig(const Bytes& request) {
         sSharedBuffer copy(request.data(), static_cast<unsigned int>(request.size()),
                            PROTOCOL_DIAG_TO_DEVICE);
         copy.AddRef();
@@ -144,7 +144,6 @@ private:
             fprintf(mLog, "bad request\n");
             Refuse(0x14, request);
         }
-        (void)packet;
     }
     void Refuse(unsigned char code, const Bytes& request) {
         Bytes answer{code};

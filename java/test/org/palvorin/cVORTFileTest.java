@@ -29,13 +29,10 @@ public class cVORTFileTest {
     }
 
     // Frames stuffed by hand; the check sequences were worked out bit by bit from the CRC-16/X-25
-    // polynomial. Null: no frame.
+    // polynomial (the native HDLC tests hold the other stuffing cases). Null: no frame.
     private static final FrameCase[] FRAME_CASES = {
         new FrameCase("flag byte", item(3, bytes(0x7E)), bytes(0x7D, 0x5E, 0x81, 0x6A, 0x7E)),
-        new FrameCase("escape byte", item(4, bytes(0x7D)), bytes(0x7D, 0x5D, 0x1A, 0x58, 0x7E)),
         new FrameCase("nothing to stuff", item(3, bytes(1, 2, 3)), bytes(1, 2, 3, 0x3B, 0x9D, 0x7E)),
-        new FrameCase(
-            "low check byte stuffed", item(3, bytes(0x10, 0x65)), bytes(0x10, 0x65, 0x7D, 0x5D, 0xAE, 0x7E)),
         new FrameCase("the protocol type is not framed", item(0x12345678, bytes(1, 2, 3)),
             bytes(1, 2, 3, 0x3B, 0x9D, 0x7E)),
         new FrameCase("null", null, null),
