@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "jni/ISFStore.h"
-#include "tools/ISFReader.h"
+#include "tools/ISFReadAll.h"
 
 namespace {
 

@@ -1,16 +1,43 @@
-// Reader of item store files (ISF) for tools and tests; not part of the library. It walks the chain of
-// index blocks from offset 4, decodes every used entry and its record, checks the descriptor table and
-// trailer of a closed file, accepts a file whose writer stopped without closing it, and lists every
-// inconsistency it finds with its file offset.
+// Reader of item store files (ISF) for tools and tests; not part of the library. It maps the file
+// read-only and walks the chain of index blocks from offset 4, decoding every used entry and its record
+// in file order, checks the descriptor table and trailer of a closed file, accepts a file whose writer
+// stopped without closing it, and names every inconsistency it finds with its file offset.
+//
+// Items are handed to a visitor one at a time as views into the mapping: the reader keeps nothing per
+// item, so a file of any size is read in a few pages of memory besides the mapped file itself.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "jni/ISFFormat.h"
 
+// Bytes inside memory someone else owns (here: the reader's mapping).
+struct sISFBytes {
+    const unsigned char* mData = nullptr;
+    size_t mSize = 0;
+
+    const unsigned char* data() const { return mData; }
+    size_t size() const { return mSize; }
+    bool empty() const { return mSize == 0; }
+    const unsigned char* begin() const { return mData; }
+    const unsigned char* end() const { return mData + mSize; }
+    const unsigned char& operator[](size_t i) const { return mData[i]; }
+    // A copy, for tests that keep payloads.
+    operator std::vector<unsigned char>() const { return std::vector<unsigned char>(begin(), end()); }
+};
+bool operator==(const sISFBytes& a, const std::vector<unsigned char>& b);
+inline bool operator==(const std::vector<unsigned char>& a, const sISFBytes& b) {
+    return b == a;
+}
+inline bool operator!=(const sISFBytes& a, const std::vector<unsigned char>& b) {
+    return !(a == b);
+}
+
 struct sISFItem {
+    uint64_t mIndex;          // item number in file order, from 0
     uint32_t mBlock;          // index block holding the entry (0-based)
     uint32_t mSlot;           // entry number in the block
     unsigned int mType;       // flag bits 0-4
@@ -21,30 +48,66 @@ struct sISFItem {
     uint32_t mAux;
     uint64_t mRecordOffset;   // file offset of the record (time field)
     uint64_t mPayloadOffset;  // file offset of the payload
-    std::vector<unsigned char> mPayload;
+    sISFBytes mPayload;       // into the reader's mapping
 };
 
 struct sISFBlock {
+    uint32_t mIndex;  // 0-based, in chain order
     uint64_t mOffset;
     uint64_t mNext;    // next-block field as stored
     uint64_t mBaseMs;  // base time as stored
-    uint32_t mUsed;    // entries in use
 };
 
-struct sISFFile {
+// What a walk found about the file as a whole.
+struct sISFSummary {
     bool mClosed = false;  // table and trailer present and read
     uint32_t mTrailerCount = 0;
-    std::vector<sISFBlock> mBlocks;
-    std::vector<sISFItem> mItems;
-    // Bytes behind the last record that no entry covers, in a file that was not closed (a record or an
-    // index block whose writing was cut short).
+    uint64_t mItems = 0;
+    uint64_t mBlocks = 0;
+    // Bytes behind the last record that no entry covers, in a file that was not closed: a record or an
+    // index block whose writing was cut short, or the zero-filled room a writer grows its file by.
     uint64_t mUnindexedBytes = 0;
-    std::vector<std::string> mProblems;  // each names the offset where it was found
-
-    bool Consistent() const { return mProblems.empty(); }
+    bool mUnindexedZero = true;  // all of them zero
+    uint64_t mProblems = 0;
 };
 
-// Reads a whole file held in memory. Always fills what it could read; problems go to mProblems.
-sISFFile ReadISF(const std::vector<unsigned char>& bytes);
-// Reads the file at `path`; a file that cannot be read gives one problem.
-sISFFile ReadISFFile(const std::string& path);
+// Receives what a walk finds, in file order. Every view lives only during the call.
+class cISFVisitor {
+public:
+    virtual ~cISFVisitor() {}
+    // Before the items of the block.
+    virtual void Block(const sISFBlock& block) { (void)block; }
+    // Returning false ends the walk (the summary then covers only what was read).
+    virtual bool Item(const sISFItem& item) {
+        (void)item;
+        return true;
+    }
+    // `text` begins with "at <offset>: ".
+    virtual void Problem(const std::string& text) { (void)text; }
+};
+
+class cISFReader {
+public:
+    cISFReader() {}
+    ~cISFReader();
+    cISFReader(const cISFReader&) = delete;
+    cISFReader& operator=(const cISFReader&) = delete;
+
+    // Maps the file at `path` read-only. False when it cannot be opened or mapped; Error() says why.
+    bool Open(const std::string& path);
+    // Reads `size` bytes at `data`, which the caller owns and keeps unchanged while the reader is used.
+    void Use(const unsigned char* data, size_t size);
+    const std::string& Error() const { return mError; }
+    uint64_t Size() const { return mSize; }
+
+    // Walks the whole file once; can be called again.
+    sISFSummary Walk(cISFVisitor& visitor) const;
+
+private:
+    void Unmap();
+
+    const unsigned char* mData = nullptr;
+    uint64_t mSize = 0;
+    void* mMapping = nullptr;  // owned when not null: mSize bytes
+    std::string mError;
+};

@@ -1,4 +1,5 @@
-// palvorin dump: one line per item, as text or as a JSON array with one item per line.
+// palvorin dump: one line per item, as text or as a JSON array with one item per line. The file is walked
+// item by item; nothing is kept per item.
 
 #include <cinttypes>
 #include <cstdio>
@@ -21,7 +22,7 @@ std::string JoinOTAType(const std::vector<unsigned int>& values) {
 }
 
 void TextLine(size_t index, const sISFItem& item) {
-    const sPacketInfo info = DescribePacket(item.mPayload);
+    const sPacketInfo info = DescribePacket(item.mPayload.data(), item.mPayload.size());
     char aux[16] = "-";
     if (item.mHasAux) {
         snprintf(aux, sizeof aux, "%" PRIu32, item.mAux);
@@ -40,7 +41,7 @@ void TextLine(size_t index, const sISFItem& item) {
 }
 
 nlohmann::json JsonItem(size_t index, const sISFItem& item) {
-    const sPacketInfo info = DescribePacket(item.mPayload);
+    const sPacketInfo info = DescribePacket(item.mPayload.data(), item.mPayload.size());
     nlohmann::json line = {
         {"index", index},     {"time", FormatUTC(item.mTimeMs)},       {"time_ms", item.mTimeMs},
         {"type", item.mType}, {"type_name", ItemTypeName(item.mType)}, {"length", item.mPayload.size()}};
@@ -54,36 +55,56 @@ nlohmann::json JsonItem(size_t index, const sISFItem& item) {
     return line;
 }
 
+// Prints each item as the reader finds it.
+class cDumpItems : public cISFVisitor {
+public:
+    explicit cDumpItems(bool json) : mJson(json) {}
+    bool Item(const sISFItem& item) override {
+        if (mJson) {
+            printf("%s\n%s", item.mIndex == 0 ? "[" : ",", JsonItem(item.mIndex, item).dump().c_str());
+        } else {
+            TextLine(item.mIndex, item);
+        }
+        return true;
+    }
+    void Problem(const std::string& text) override { mProblems.Add(text); }
+
+    sProblemList mProblems;
+
+private:
+    const bool mJson;
+};
+
 }  // namespace
 
 int RunDump(const std::string& path, bool json) {
-    const sISFFile file = ReadISFFile(path);
-    if (file.mItems.empty() && !file.Consistent()) {
-        ReportProblems(path, file.mProblems);
+    cISFReader reader;
+    if (!reader.Open(path)) {
+        fprintf(stderr, "palvorin: %s\n", reader.Error().c_str());
+        return 1;
+    }
+    cDumpItems dump(json);
+    const sISFSummary file = reader.Walk(dump);
+    if (file.mItems == 0 && file.mProblems != 0) {
+        ReportProblems(path, dump.mProblems);
         return 1;
     }
     if (json) {
-        printf("[\n");
-    }
-    for (size_t i = 0; i < file.mItems.size(); ++i) {
-        if (json) {
-            printf("%s%s\n", JsonItem(i, file.mItems[i]).dump().c_str(),
-                   i + 1 < file.mItems.size() ? "," : "");
-        } else {
-            TextLine(i, file.mItems[i]);
-        }
-    }
-    if (json) {
-        printf("]\n");
+        printf("%s\n]\n", file.mItems == 0 ? "[" : "");
     }
     if (fflush(stdout) != 0 || ferror(stdout)) {
         fprintf(stderr, "palvorin: writing the dump failed\n");
         return 1;
     }
     if (!file.mClosed) {
-        fprintf(stderr, "palvorin: %s was not closed: %zu items up to the last written entry\n", path.c_str(),
-                file.mItems.size());
+        fprintf(stderr, "palvorin: %s was not closed: %" PRIu64 " items up to the last written entry",
+                path.c_str(), file.mItems);
+        if (file.mUnindexedBytes != 0) {
+            fprintf(stderr, ", then %" PRIu64 " bytes no entry covers%s", file.mUnindexedBytes,
+                    file.mUnindexedZero ? " (all zero)" : "");
+        }
+        fputc('\n', stderr);
     }
-    ReportProblems(path, file.mProblems);
+    ReportProblems(path, dump.mProblems);
     return 0;
 }

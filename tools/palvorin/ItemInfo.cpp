@@ -53,19 +53,23 @@ std::string FormatUTC(uint64_t msSince1601) {
 }
 
 sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
+    return DescribePacket(payload.data(), payload.size());
+}
+
+sPacketInfo DescribePacket(const unsigned char* payload, size_t size) {
     sPacketInfo info;
-    if (payload.size() < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
+    if (size < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
         return info;
     }
     info.mIsLog = true;
-    info.mLogCode = static_cast<unsigned int>(GetLE(payload.data() + 6, 2));
+    info.mLogCode = static_cast<unsigned int>(GetLE(payload + 6, 2));
     eAuxSource aux;
-    if (!IsOTALogCode(info.mLogCode, aux) || !IsUsableSize(static_cast<unsigned int>(payload.size()))) {
+    if (!IsOTALogCode(info.mLogCode, aux) || size > MAX_SHARED_BUFFER_SIZE) {
         return info;
     }
     // The view takes its own reference; the buffer is ours and freed by the last Release.
-    sSharedBuffer* buffer = new (std::nothrow)
-        sSharedBuffer(payload.data(), static_cast<unsigned int>(payload.size()), PROTOCOL_DIAG_FROM_DEVICE);
+    sSharedBuffer* buffer =
+        new (std::nothrow) sSharedBuffer(payload, static_cast<unsigned int>(size), PROTOCOL_DIAG_FROM_DEVICE);
     if (buffer == nullptr) {
         return info;
     }

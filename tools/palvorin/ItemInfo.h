@@ -2,6 +2,7 @@
 // the log code and (for over-the-air logs) the OTA type.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -21,4 +22,5 @@ struct sPacketInfo {
     bool mIsOTA = false;  // a valid over-the-air log
     std::vector<unsigned int> mOTAType;
 };
+sPacketInfo DescribePacket(const unsigned char* payload, size_t size);
 sPacketInfo DescribePacket(const std::vector<unsigned char>& payload);

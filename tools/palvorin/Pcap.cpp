@@ -126,7 +126,7 @@ public:
     // What an item becomes: a sub-type and the RRC bytes, or a reason to skip it.
     bool Choose(const sISFItem& item, uint8_t& subType, const char*& name, const unsigned char*& data,
                 size_t& size) {
-        const sPacketInfo info = DescribePacket(item.mPayload);
+        const sPacketInfo info = DescribePacket(item.mPayload.data(), item.mPayload.size());
         if (!info.mIsOTA) {
             return false;
         }
@@ -169,35 +169,57 @@ public:
     std::map<std::string, uint64_t> mSkipped;
 };
 
-}  // namespace
+// Writes each exported item as the reader finds it; the output file is created with the first item, so a
+// file that cannot be read leaves none.
+class cPcapItems : public cISFVisitor {
+public:
+    explicit cPcapItems(const std::string& output) : mOutput(output) {}
+    ~cPcapItems() {
+        if (mDumper != nullptr) {
+            pcap_dump_close(mDumper);
+        }
+        if (mDead != nullptr) {
+            pcap_close(mDead);
+        }
+    }
+    cPcapItems(const cPcapItems&) = delete;
+    cPcapItems& operator=(const cPcapItems&) = delete;
 
-int RunPcap(const std::string& input, const std::string& output) {
-    const sISFFile file = ReadISFFile(input);
-    if (file.mItems.empty() && !file.Consistent()) {
-        ReportProblems(input, file.mProblems);
-        return 1;
+    bool Start() {
+        if (mDead != nullptr) {
+            return mDumper != nullptr;
+        }
+        mDead = pcap_open_dead(DLT_RAW, 65535);
+        if (mDead == nullptr) {
+            fprintf(stderr, "palvorin: cannot set up the pcap writer\n");
+            return false;
+        }
+        mDumper = pcap_dump_open(mDead, mOutput.c_str());
+        if (mDumper == nullptr) {
+            fprintf(stderr, "palvorin: cannot write %s: %s\n", mOutput.c_str(), pcap_geterr(mDead));
+            return false;
+        }
+        return true;
     }
-    pcap_t* dead = pcap_open_dead(DLT_RAW, 65535);
-    if (dead == nullptr) {
-        fprintf(stderr, "palvorin: cannot set up the pcap writer\n");
-        return 1;
+    // Flushes and closes the output; false when writing failed.
+    bool Finish() {
+        const bool written = pcap_dump_flush(mDumper) == 0 && !ferror(pcap_dump_file(mDumper));
+        pcap_dump_close(mDumper);
+        mDumper = nullptr;
+        return written;
     }
-    pcap_dumper_t* dumper = pcap_dump_open(dead, output.c_str());
-    if (dumper == nullptr) {
-        fprintf(stderr, "palvorin: cannot write %s: %s\n", output.c_str(), pcap_geterr(dead));
-        pcap_close(dead);
-        return 1;
-    }
-    cExport exporter;
-    uint64_t exported = 0;
-    std::map<std::pair<unsigned int, std::string>, uint64_t> bySubType;
-    for (const sISFItem& item : file.mItems) {
+
+    bool Item(const sISFItem& item) override {
+        if (mDumper == nullptr && !Start()) {
+            mFailed = true;
+            return false;
+        }
         uint8_t subType = 0;
         const char* name = nullptr;
         const unsigned char* data = nullptr;
         size_t size = 0;
-        if (!exporter.Choose(item, subType, name, data, size)) {
-            continue;
+        if (!mExporter.Choose(item, subType, name, data, size)) {
+            return true;
         }
         const std::vector<unsigned char> packet = Packet(subType, data, size);
         pcap_pkthdr header;
@@ -205,26 +227,58 @@ int RunPcap(const std::string& input, const std::string& output) {
         header.ts.tv_sec = static_cast<time_t>(unixMs / 1000);
         header.ts.tv_usec = static_cast<suseconds_t>((unixMs % 1000) * 1000);
         header.caplen = header.len = static_cast<bpf_u_int32>(packet.size());
-        pcap_dump(reinterpret_cast<u_char*>(dumper), &header, packet.data());
-        ++exported;
-        ++bySubType[{subType, name}];
+        pcap_dump(reinterpret_cast<u_char*>(mDumper), &header, packet.data());
+        ++mExported;
+        ++mBySubType[{subType, name}];
+        return true;
     }
-    const bool written = pcap_dump_flush(dumper) == 0 && !ferror(pcap_dump_file(dumper));
-    pcap_dump_close(dumper);
-    pcap_close(dead);
-    if (!written) {
+    void Problem(const std::string& text) override { mProblems.Add(text); }
+
+    cExport mExporter;
+    uint64_t mExported = 0;
+    std::map<std::pair<unsigned int, std::string>, uint64_t> mBySubType;
+    sProblemList mProblems;
+    bool mFailed = false;
+
+private:
+    const std::string& mOutput;
+    pcap_t* mDead = nullptr;
+    pcap_dumper_t* mDumper = nullptr;
+};
+
+}  // namespace
+
+int RunPcap(const std::string& input, const std::string& output) {
+    cISFReader reader;
+    if (!reader.Open(input)) {
+        fprintf(stderr, "palvorin: %s\n", reader.Error().c_str());
+        return 1;
+    }
+    cPcapItems items(output);
+    const sISFSummary file = reader.Walk(items);
+    if (items.mFailed) {
+        return 1;
+    }
+    if (file.mItems == 0 && file.mProblems != 0) {
+        ReportProblems(input, items.mProblems);
+        return 1;
+    }
+    if (!items.Start()) {
+        return 1;
+    }
+    if (!items.Finish()) {
         fprintf(stderr, "palvorin: writing %s failed\n", output.c_str());
         return 1;
     }
-    printf("exported %" PRIu64 " packets from %s into %s (GSMTAP, UDP port %u)\n", exported, input.c_str(),
-           output.c_str(), GSMTAP_PORT);
-    for (const auto& entry : bySubType) {
+    printf("exported %" PRIu64 " packets from %s into %s (GSMTAP, UDP port %u)\n", items.mExported,
+           input.c_str(), output.c_str(), GSMTAP_PORT);
+    for (const auto& entry : items.mBySubType) {
         printf("  %-24s (UMTS RRC sub-type %2u) %" PRIu64 "\n", entry.first.second.c_str(), entry.first.first,
                entry.second);
     }
-    for (const auto& entry : exporter.mSkipped) {
+    for (const auto& entry : items.mExporter.mSkipped) {
         printf("  skipped %" PRIu64 " %s\n", entry.second, entry.first.c_str());
     }
-    ReportProblems(input, file.mProblems);
+    ReportProblems(input, items.mProblems);
     return 0;
 }

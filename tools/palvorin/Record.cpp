@@ -1,4 +1,4 @@
-// palvorin record: a raw diagnostic stream into an ISF file, until the end of the input or SIGINT/SIGTERM.
+// palvorin record: a raw diagnostic stream into an ISF file, until the end of the input or a stop signal.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -35,7 +35,22 @@ double Seconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6;
 }
 
-// SIGINT and SIGTERM are blocked except while waiting for input (ppoll), so a stop request never falls
+// The signals that end a recording cleanly: an interrupt, a kill, a dropped terminal or ssh session (SIGHUP)
+// and a quit from the keyboard.
+const int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+const char* const kStopSignalNames[] = {"SIGINT", "SIGTERM", "SIGHUP", "SIGQUIT"};
+const size_t kStopSignalCount = sizeof kStopSignals / sizeof kStopSignals[0];
+
+const char* StopSignalName(int signal) {
+    for (size_t i = 0; i < kStopSignalCount; ++i) {
+        if (kStopSignals[i] == signal) {
+            return kStopSignalNames[i];
+        }
+    }
+    return "a signal";
+}
+
+// The stop signals are blocked except while waiting for input (ppoll), so a stop request never falls
 // between the check of the flag and the wait.
 class cStopSignals {
 public:
@@ -44,30 +59,32 @@ public:
         memset(&action, 0, sizeof action);
         action.sa_handler = OnStopSignal;
         sigemptyset(&action.sa_mask);
-        sigaction(SIGINT, &action, &mOldInt);
-        sigaction(SIGTERM, &action, &mOldTerm);
         sigset_t stops;
         sigemptyset(&stops);
-        sigaddset(&stops, SIGINT);
-        sigaddset(&stops, SIGTERM);
+        for (size_t i = 0; i < kStopSignalCount; ++i) {
+            sigaction(kStopSignals[i], &action, &mOld[i]);
+            sigaddset(&stops, kStopSignals[i]);
+        }
         sigprocmask(SIG_BLOCK, &stops, &mWaitMask);
-        sigdelset(&mWaitMask, SIGINT);
-        sigdelset(&mWaitMask, SIGTERM);
+        for (size_t i = 0; i < kStopSignalCount; ++i) {
+            sigdelset(&mWaitMask, kStopSignals[i]);
+        }
     }
     ~cStopSignals() {
         sigset_t stops;
         sigemptyset(&stops);
-        sigaddset(&stops, SIGINT);
-        sigaddset(&stops, SIGTERM);
+        for (size_t i = 0; i < kStopSignalCount; ++i) {
+            sigaddset(&stops, kStopSignals[i]);
+        }
         sigprocmask(SIG_UNBLOCK, &stops, nullptr);
-        sigaction(SIGINT, &mOldInt, nullptr);
-        sigaction(SIGTERM, &mOldTerm, nullptr);
+        for (size_t i = 0; i < kStopSignalCount; ++i) {
+            sigaction(kStopSignals[i], &mOld[i], nullptr);
+        }
     }
     const sigset_t* WaitMask() const { return &mWaitMask; }
 
 private:
-    struct sigaction mOldInt;
-    struct sigaction mOldTerm;
+    struct sigaction mOld[kStopSignalCount];
     sigset_t mWaitMask;
 };
 
@@ -273,7 +290,7 @@ int RunRecord(const sRecordOptions& options) {
         result = 1;
     }
     if (gStopSignal != 0) {
-        printf("stopped by %s\n", gStopSignal == SIGINT ? "SIGINT" : "SIGTERM");
+        printf("stopped by %s\n", StopSignalName(gStopSignal));
     }
     Summary(options, *decoder, *store, elapsed);
     return result;
