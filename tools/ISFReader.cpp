@@ -34,8 +34,9 @@ bool AllZero(const unsigned char* data, uint64_t size) {
 // One walk over the bytes: every position is checked against the size before it is read.
 class cWalk {
 public:
-    cWalk(const unsigned char* data, uint64_t size, cISFVisitor& visitor)
-        : mBytes(data), mSize(size), mVisitor(visitor) {}
+    // `mapped`: the bytes are a file mapping whose pages may be dropped once read.
+    cWalk(const unsigned char* data, uint64_t size, bool mapped, cISFVisitor& visitor)
+        : mBytes(data), mSize(size), mMapped(mapped), mVisitor(visitor) {}
 
     sISFSummary Run() {
         if (mSize < ISF_HEADER_SIZE) {
@@ -194,7 +195,23 @@ private:
         item.mPayload.mSize = static_cast<size_t>(length);
         mDataEnd = item.mPayloadOffset + length;
         ++mSummary.mItems;
-        return mVisitor.Item(item);
+        const bool go = mVisitor.Item(item);
+        DropBehind(record);
+        return go;
+    }
+
+    // Unmaps the pages read so far from the process (they stay in the page cache and come back if read
+    // again), so that the resident size stays small on a file of any size.
+    void DropBehind(uint64_t offset) {
+        const uint64_t kStep = 8 << 20;
+        if (!mMapped || offset < mDropped + kStep) {
+            return;
+        }
+        const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+        const uint64_t upTo = offset / page * page;
+        madvise(const_cast<unsigned char*>(mBytes) + mDropped, static_cast<size_t>(upTo - mDropped),
+                MADV_DONTNEED);
+        mDropped = upTo;
     }
 
     // What follows the last record: table and trailer of a closed file, or bytes of an unfinished write.
@@ -240,7 +257,9 @@ private:
 
     const unsigned char* mBytes;
     const uint64_t mSize;
+    const bool mMapped;
     cISFVisitor& mVisitor;
+    uint64_t mDropped = 0;  // pages before this offset were dropped
     sISFSummary mSummary;
     uint64_t mDataEnd = ISF_HEADER_SIZE;  // end of the last block or record read
     uint64_t mLastBlock = 0;              // offset of the last block read
@@ -303,5 +322,5 @@ void cISFReader::Use(const unsigned char* data, size_t size) {
 }
 
 sISFSummary cISFReader::Walk(cISFVisitor& visitor) const {
-    return cWalk(mData, mSize, visitor).Run();
+    return cWalk(mData, mSize, mMapping != nullptr, visitor).Run();
 }
