@@ -64,7 +64,7 @@ inline sISFFile ReadISF(const std::vector<unsigned char>& bytes) {
 // Reads the file at `path`; a file that cannot be read gives one problem.
 inline sISFFile ReadISFFile(const std::string& path) {
     auto reader = std::make_shared<cISFReader>();
-    if (!reader->Open(path)) {
+    if (!reader->Open(path, true)) {
         sISFFile file;
         file.mProblems.push_back(reader->Error());
         return file;

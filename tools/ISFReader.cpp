@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 bool operator==(const sISFBytes& a, const std::vector<unsigned char>& b) {
     return a.size() == b.size() && (a.empty() || memcmp(a.data(), b.data(), a.size()) == 0);
@@ -31,27 +32,35 @@ bool AllZero(const unsigned char* data, uint64_t size) {
     return true;
 }
 
-// One walk over the bytes: every position is checked against the size before it is read.
+// One walk over the file: every position is checked against the size before it is read. The entries of
+// the current index block are copied, the records are read through the reader's window.
 class cWalk {
 public:
-    // `mapped`: the bytes are a file mapping whose pages may be dropped once read.
-    cWalk(const unsigned char* data, uint64_t size, bool mapped, cISFVisitor& visitor)
-        : mBytes(data), mSize(size), mMapped(mapped), mVisitor(visitor) {}
+    cWalk(cISFReader& reader, cISFVisitor& visitor)
+        : mReader(reader), mSize(reader.Size()), mVisitor(visitor), mBlock(ISF_BLOCK_SIZE) {}
 
     sISFSummary Run() {
         if (mSize < ISF_HEADER_SIZE) {
             // A file cut short right after it was created: acceptable if what is there begins the magic.
             unsigned char magic[ISF_HEADER_SIZE];
             PutLE(magic, ISF_HEADER_MAGIC, ISF_HEADER_SIZE);
-            if (mSize != 0 && memcmp(mBytes, magic, static_cast<size_t>(mSize)) != 0) {
+            const unsigned char* bytes = Span(0, mSize);
+            if (bytes == nullptr) {
+                return mSummary;
+            }
+            if (mSize != 0 && memcmp(bytes, magic, static_cast<size_t>(mSize)) != 0) {
                 Problem(0, "%llu bytes that do not begin the header magic", Ull(mSize));
             }
             mSummary.mUnindexedBytes = mSize;
-            mSummary.mUnindexedZero = AllZero(mBytes, mSize);
+            mSummary.mUnindexedZero = AllZero(bytes, mSize);
             return mSummary;
         }
-        if (Get(0, 4) != ISF_HEADER_MAGIC) {
-            Problem(0, "header magic is 0x%08llx", Ull(Get(0, 4)));
+        uint64_t magic = 0;
+        if (!Get(0, 4, magic)) {
+            return mSummary;
+        }
+        if (magic != ISF_HEADER_MAGIC) {
+            Problem(0, "header magic is 0x%08llx", Ull(magic));
             return mSummary;
         }
         if (ReadBlocks()) {
@@ -74,7 +83,21 @@ private:
         mVisitor.Problem(text);
     }
 
-    uint64_t Get(uint64_t offset, unsigned int size) const { return GetLE(mBytes + offset, size); }
+    // The bytes at `offset`, which the caller has checked to lie inside the file; null (and a problem, once)
+    // when they cannot be mapped.
+    const unsigned char* Span(uint64_t offset, uint64_t size) {
+        const unsigned char* bytes = mReader.Span(offset, size);
+        if (bytes == nullptr && !mFailed) {
+            mFailed = true;
+            Problem(offset, "cannot map %llu bytes of the file here: %s", Ull(size), mReader.Error().c_str());
+        }
+        return bytes;
+    }
+    bool Get(uint64_t offset, unsigned int size, uint64_t& value) {
+        const unsigned char* bytes = Span(offset, size);
+        value = bytes != nullptr ? GetLE(bytes, size) : 0;
+        return bytes != nullptr;
+    }
     bool Fits(uint64_t offset, uint64_t size) const { return offset <= mSize && mSize - offset >= size; }
 
     // False when the visitor ended the walk.
@@ -93,9 +116,14 @@ private:
                         Ull(offset), Ull(mSize));
                 return true;
             }
+            const unsigned char* bytes = Span(offset, ISF_BLOCK_SIZE);
+            if (bytes == nullptr) {
+                return false;
+            }
+            memcpy(mBlock.data(), bytes, ISF_BLOCK_SIZE);
             const sISFBlock block{static_cast<uint32_t>(mSummary.mBlocks), offset,
-                                  Get(offset + ISF_BLOCK_NEXT_OFFSET, 8),
-                                  Get(offset + ISF_BLOCK_BASE_TIME_OFFSET, 8)};
+                                  GetLE(mBlock.data() + ISF_BLOCK_NEXT_OFFSET, 8),
+                                  GetLE(mBlock.data() + ISF_BLOCK_BASE_TIME_OFFSET, 8)};
             ++mSummary.mBlocks;
             mLastBlock = offset;
             mVisitor.Block(block);
@@ -126,9 +154,10 @@ private:
         bool unused = false;
         for (uint32_t slot = 0; slot < ISF_ENTRIES_PER_BLOCK; ++slot) {
             const uint64_t at = block.mOffset + uint64_t{slot} * ISF_ENTRY_SIZE;
-            const unsigned int flags = mBytes[at + ISF_ENTRY_FLAGS];
-            const uint64_t recordOffset = Get(at + ISF_ENTRY_RECORD_OFFSET, 4);
-            const uint64_t length = Get(at + ISF_ENTRY_LENGTH, 2);
+            const unsigned char* entry = mBlock.data() + uint64_t{slot} * ISF_ENTRY_SIZE;
+            const unsigned int flags = entry[ISF_ENTRY_FLAGS];
+            const uint64_t recordOffset = GetLE(entry + ISF_ENTRY_RECORD_OFFSET, 4);
+            const uint64_t length = GetLE(entry + ISF_ENTRY_LENGTH, 2);
             if (flags == 0 && recordOffset == 0 && length == 0) {
                 unused = true;
                 continue;
@@ -172,7 +201,11 @@ private:
             mDataEnd = mSize;
             return true;
         }
-        item.mTimeField = Get(record, width);
+        const unsigned char* bytes = Span(record, headerSize + length);
+        if (bytes == nullptr) {
+            return false;
+        }
+        item.mTimeField = GetLE(bytes, width);
         if (item.mWidthCode == ISF_WIDTH_ABSOLUTE64) {
             item.mTimeMs = item.mTimeField;
         } else {
@@ -183,7 +216,7 @@ private:
             item.mTimeMs = block.mBaseMs + item.mTimeField;
         }
         if (item.mHasAux) {
-            item.mAux = static_cast<uint32_t>(Get(record + width, 4));
+            item.mAux = static_cast<uint32_t>(GetLE(bytes + width, 4));
             if (item.mAux == ISF_NO_AUX) {
                 Problem(record + width, "auxiliary value holds the no-value marker");
             }
@@ -191,51 +224,41 @@ private:
             item.mAux = ISF_NO_AUX;
         }
         item.mPayloadOffset = record + headerSize;
-        item.mPayload.mData = mBytes + item.mPayloadOffset;
+        item.mPayload.mData = bytes + headerSize;
         item.mPayload.mSize = static_cast<size_t>(length);
         mDataEnd = item.mPayloadOffset + length;
         ++mSummary.mItems;
-        const bool go = mVisitor.Item(item);
-        DropBehind(record);
-        return go;
-    }
-
-    // Unmaps the pages read so far from the process (they stay in the page cache and come back if read
-    // again), so that the resident size stays small on a file of any size.
-    void DropBehind(uint64_t offset) {
-        const uint64_t kStep = 8 << 20;
-        if (!mMapped || offset < mDropped + kStep) {
-            return;
-        }
-        const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-        const uint64_t upTo = offset / page * page;
-        madvise(const_cast<unsigned char*>(mBytes) + mDropped, static_cast<size_t>(upTo - mDropped),
-                MADV_DONTNEED);
-        mDropped = upTo;
+        return mVisitor.Item(item);
     }
 
     // What follows the last record: table and trailer of a closed file, or bytes of an unfinished write.
     void ReadEnd() {
         const uint64_t rest = mSize > mDataEnd ? mSize - mDataEnd : 0;
         const uint64_t blocks = mSummary.mBlocks;
-        const bool trailerMagic =
-            rest >= ISF_TRAILER_SIZE &&
-            Get(mSize - ISF_TRAILER_SIZE + ISF_TRAILER_MAGIC_OFFSET, 4) == ISF_TRAILER_MAGIC;
-        if (!trailerMagic) {
+        uint64_t magic = 0;
+        if (rest >= ISF_TRAILER_SIZE && !Get(mSize - ISF_TRAILER_SIZE + ISF_TRAILER_MAGIC_OFFSET, 4, magic)) {
+            return;
+        }
+        if (magic != ISF_TRAILER_MAGIC) {
             mSummary.mUnindexedBytes = rest;
-            mSummary.mUnindexedZero = AllZero(mBytes + (mSize - rest), rest);
+            mSummary.mUnindexedZero = TailIsZero(mSize - rest);
             return;
         }
         mSummary.mClosed = true;
         const uint64_t trailer = mSize - ISF_TRAILER_SIZE;
-        mSummary.mTrailerCount = static_cast<uint32_t>(Get(trailer + ISF_TRAILER_COUNT_OFFSET, 4));
+        uint64_t zero = 0;
+        uint64_t count = 0;
+        if (!Get(trailer, 8, zero) || !Get(trailer + ISF_TRAILER_COUNT_OFFSET, 4, count)) {
+            return;
+        }
+        mSummary.mTrailerCount = static_cast<uint32_t>(count);
         if (rest != blocks * ISF_DESCRIPTOR_SIZE + ISF_TRAILER_SIZE) {
             Problem(mDataEnd,
                     "%llu bytes follow the last record; a table of %llu blocks and the trailer take %llu",
                     Ull(rest), Ull(blocks), Ull(blocks * ISF_DESCRIPTOR_SIZE + ISF_TRAILER_SIZE));
             return;
         }
-        if (Get(trailer, 8) != 0) {
+        if (zero != 0) {
             Problem(trailer, "first trailer field is not zero");
         }
         if (mSummary.mTrailerCount != mSummary.mItems) {
@@ -246,20 +269,39 @@ private:
         uint64_t block = ISF_FIRST_BLOCK_OFFSET;
         for (uint64_t i = 0; i < blocks; ++i) {
             const uint64_t at = mDataEnd + i * ISF_DESCRIPTOR_SIZE;
-            const uint64_t base = Get(block + ISF_BLOCK_BASE_TIME_OFFSET, 8);
-            if (Get(at, 8) != block || Get(at + 8, 8) != base) {
-                Problem(at, "descriptor %llu says block %llu base %llu; the chain has block %llu base %llu",
-                        Ull(i), Ull(Get(at, 8)), Ull(Get(at + 8, 8)), Ull(block), Ull(base));
+            uint64_t offset = 0, base = 0, chainBase = 0, next = 0;
+            if (!Get(at, 8, offset) || !Get(at + 8, 8, base) ||
+                !Get(block + ISF_BLOCK_BASE_TIME_OFFSET, 8, chainBase) ||
+                !Get(block + ISF_BLOCK_NEXT_OFFSET, 8, next)) {
+                return;
             }
-            block = Get(block + ISF_BLOCK_NEXT_OFFSET, 8);
+            if (offset != block || base != chainBase) {
+                Problem(at, "descriptor %llu says block %llu base %llu; the chain has block %llu base %llu",
+                        Ull(i), Ull(offset), Ull(base), Ull(block), Ull(chainBase));
+            }
+            block = next;
         }
     }
 
-    const unsigned char* mBytes;
+    // True when every byte from `offset` to the end of the file is zero.
+    bool TailIsZero(uint64_t offset) {
+        const uint64_t kPiece = 1 << 20;
+        while (offset < mSize) {
+            const uint64_t size = std::min(kPiece, mSize - offset);
+            const unsigned char* bytes = Span(offset, size);
+            if (bytes == nullptr || !AllZero(bytes, size)) {
+                return false;
+            }
+            offset += size;
+        }
+        return true;
+    }
+
+    cISFReader& mReader;
     const uint64_t mSize;
-    const bool mMapped;
     cISFVisitor& mVisitor;
-    uint64_t mDropped = 0;  // pages before this offset were dropped
+    std::vector<unsigned char> mBlock;  // the current index block
+    bool mFailed = false;               // a window could not be mapped
     sISFSummary mSummary;
     uint64_t mDataEnd = ISF_HEADER_SIZE;  // end of the last block or record read
     uint64_t mLastBlock = 0;              // offset of the last block read
@@ -268,20 +310,25 @@ private:
 }  // namespace
 
 cISFReader::~cISFReader() {
-    Unmap();
+    Close();
 }
 
-void cISFReader::Unmap() {
+void cISFReader::Close() {
     if (mMapping != nullptr) {
-        munmap(mMapping, static_cast<size_t>(mSize));
+        munmap(mMapping, static_cast<size_t>(mMappedSize));
         mMapping = nullptr;
+    }
+    if (mFd >= 0) {
+        close(mFd);
+        mFd = -1;
     }
     mData = nullptr;
     mSize = 0;
+    mMappedAt = mMappedSize = 0;
 }
 
-bool cISFReader::Open(const std::string& path) {
-    Unmap();
+bool cISFReader::Open(const std::string& path, bool whole) {
+    Close();
     mError.clear();
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status;
@@ -297,30 +344,63 @@ bool cISFReader::Open(const std::string& path) {
         close(fd);
         return false;
     }
-    if (status.st_size > 0) {
-        void* mapping = mmap(nullptr, static_cast<size_t>(status.st_size), PROT_READ, MAP_SHARED, fd, 0);
-        if (mapping == MAP_FAILED) {
-            mError = "cannot map " + path + ": " + strerror(errno);
-            close(fd);
+    mFd = fd;
+    mSize = static_cast<uint64_t>(status.st_size);
+    if (whole && mSize != 0) {
+        if (Span(0, mSize) == nullptr) {
+            mError = "cannot map " + path + ": " + mError;
+            Close();
             return false;
         }
-        // Read front to back once: the kernel may read ahead far and drop pages behind.
-        madvise(mapping, static_cast<size_t>(status.st_size), MADV_SEQUENTIAL);
-        mMapping = mapping;
-        mData = static_cast<const unsigned char*>(mapping);
-        mSize = static_cast<uint64_t>(status.st_size);
+        mData = static_cast<const unsigned char*>(mMapping);
     }
-    close(fd);
     return true;
 }
 
 void cISFReader::Use(const unsigned char* data, size_t size) {
-    Unmap();
+    Close();
     mError.clear();
     mData = data;
     mSize = size;
 }
 
-sISFSummary cISFReader::Walk(cISFVisitor& visitor) const {
-    return cWalk(mData, mSize, mMapping != nullptr, visitor).Run();
+const unsigned char* cISFReader::Span(uint64_t offset, uint64_t size) {
+    static const unsigned char kNothing = 0;
+    if (size == 0) {
+        return &kNothing;
+    }
+    if (mData != nullptr) {
+        return mData + offset;
+    }
+    if (mMapping != nullptr && offset >= mMappedAt && offset + size <= mMappedAt + mMappedSize) {
+        return static_cast<const unsigned char*>(mMapping) + (offset - mMappedAt);
+    }
+    if (mFd < 0) {
+        return nullptr;
+    }
+    // A new window from the page holding `offset`; the old one is unmapped, which also drops its pages
+    // from the process (they stay in the page cache).
+    if (mMapping != nullptr) {
+        munmap(mMapping, static_cast<size_t>(mMappedSize));
+        mMapping = nullptr;
+    }
+    const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+    const uint64_t at = offset / page * page;
+    const uint64_t length = std::min(mSize - at, std::max(kWindowSize, offset - at + size));
+    void* mapping =
+        mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED, mFd, static_cast<off_t>(at));
+    if (mapping == MAP_FAILED) {
+        mError = strerror(errno);
+        return nullptr;
+    }
+    // Read front to back: the kernel may read ahead far.
+    madvise(mapping, static_cast<size_t>(length), MADV_SEQUENTIAL);
+    mMapping = mapping;
+    mMappedAt = at;
+    mMappedSize = length;
+    return static_cast<const unsigned char*>(mapping) + (offset - at);
+}
+
+sISFSummary cISFReader::Walk(cISFVisitor& visitor) {
+    return cWalk(*this, visitor).Run();
 }

@@ -4,7 +4,7 @@
 // stopped without closing it, and names every inconsistency it finds with its file offset.
 //
 // Items are handed to a visitor one at a time as views into the mapping: the reader keeps nothing per
-// item, so a file of any size is read in a few pages of memory besides the mapped file itself.
+// item, so a file of any size is read in bounded memory.
 #pragma once
 
 #include <cstddef>
@@ -86,28 +86,42 @@ public:
     virtual void Problem(const std::string& text) { (void)text; }
 };
 
+// Reads a file through a read-only mapping of a window of it (16 MB, moved as the walk goes on), so that
+// neither the address space nor the resident memory grows with the file; or through a mapping of the whole
+// file, for small files whose items are kept after the walk (tools/ISFReadAll.h).
 class cISFReader {
 public:
+    static const uint64_t kWindowSize = 16 << 20;
+
     cISFReader() {}
     ~cISFReader();
     cISFReader(const cISFReader&) = delete;
     cISFReader& operator=(const cISFReader&) = delete;
 
-    // Maps the file at `path` read-only. False when it cannot be opened or mapped; Error() says why.
-    bool Open(const std::string& path);
+    // Opens the file at `path`. False when it cannot be opened or mapped; Error() says why. With `whole`,
+    // the whole file is mapped and item views stay valid while the reader lives; else only during the call
+    // that hands them over.
+    bool Open(const std::string& path, bool whole = false);
     // Reads `size` bytes at `data`, which the caller owns and keeps unchanged while the reader is used.
     void Use(const unsigned char* data, size_t size);
     const std::string& Error() const { return mError; }
     uint64_t Size() const { return mSize; }
 
     // Walks the whole file once; can be called again.
-    sISFSummary Walk(cISFVisitor& visitor) const;
+    sISFSummary Walk(cISFVisitor& visitor);
+
+    // The `size` bytes at `offset` (inside the file, size at most kWindowSize / 2), valid until the next
+    // call; null when the window cannot be mapped.
+    const unsigned char* Span(uint64_t offset, uint64_t size);
 
 private:
-    void Unmap();
+    void Close();
 
-    const unsigned char* mData = nullptr;
+    int mFd = -1;  // owned when not -1: the file read through windows
     uint64_t mSize = 0;
-    void* mMapping = nullptr;  // owned when not null: mSize bytes
+    const unsigned char* mData = nullptr;  // the whole file (Use, or a whole mapping), or null
+    void* mMapping = nullptr;  // owned when not null: mMappedSize bytes of the file from mMappedAt
+    uint64_t mMappedAt = 0;
+    uint64_t mMappedSize = 0;
     std::string mError;
 };

@@ -1,6 +1,7 @@
 #include "tools/palvorin/ItemInfo.h"
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <new>
 
@@ -37,19 +38,45 @@ const char* ItemTypeName(unsigned int type) {
 }
 
 std::string FormatUTC(uint64_t msSince1601) {
+    char text[kUTCTextSize];
+    return std::string(text, FormatUTC(msSince1601, text));
+}
+
+size_t FormatUTC(uint64_t msSince1601, char* out) {
+    static const char kBefore1970[] = "before-1970";
+    static const char kInvalid[] = "invalid-time";
+    // The last second formatted, as "YYYY-MM-DDTHH:MM:SS".
+    static thread_local uint64_t lastSecond = ~0ULL;
+    static thread_local char lastText[kUTCTextSize];
+    static thread_local size_t lastLength = 0;
     if (msSince1601 < kMsFrom1601To1970) {
-        return "before-1970";
+        memcpy(out, kBefore1970, sizeof kBefore1970);
+        return sizeof kBefore1970 - 1;
     }
     const uint64_t ms = msSince1601 - kMsFrom1601To1970;
-    const time_t seconds = static_cast<time_t>(ms / 1000);
-    struct tm utc;
-    char text[48];
-    if (gmtime_r(&seconds, &utc) == nullptr || strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc) == 0) {
-        return "invalid-time";
+    if (ms / 1000 != lastSecond) {
+        const time_t seconds = static_cast<time_t>(ms / 1000);
+        struct tm utc;
+        lastLength = gmtime_r(&seconds, &utc) == nullptr
+                         ? 0
+                         : strftime(lastText, sizeof lastText - 5, "%Y-%m-%dT%H:%M:%S", &utc);
+        if (lastLength == 0) {
+            lastSecond = ~0ULL;
+            memcpy(out, kInvalid, sizeof kInvalid);
+            return sizeof kInvalid - 1;
+        }
+        lastSecond = ms / 1000;
     }
-    char out[64];
-    snprintf(out, sizeof out, "%s.%03uZ", text, static_cast<unsigned int>(ms % 1000));
-    return out;
+    memcpy(out, lastText, lastLength);
+    const unsigned int fraction = static_cast<unsigned int>(ms % 1000);
+    char* p = out + lastLength;
+    *p++ = '.';
+    *p++ = static_cast<char>('0' + fraction / 100);
+    *p++ = static_cast<char>('0' + fraction / 10 % 10);
+    *p++ = static_cast<char>('0' + fraction % 10);
+    *p++ = 'Z';
+    *p = '\0';
+    return static_cast<size_t>(p - out);
 }
 
 sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {

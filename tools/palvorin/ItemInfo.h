@@ -14,6 +14,10 @@ bool IsKnownItemType(unsigned int type);
 
 // Milliseconds since 1601-01-01 as "YYYY-MM-DDTHH:MM:SS.mmmZ".
 std::string FormatUTC(uint64_t msSince1601);
+// The same into `out` (kUTCTextSize bytes at least), ended by a NUL; returns the length. Items come in time
+// order, so the date of the last second is kept and only the milliseconds are formatted again.
+const size_t kUTCTextSize = 48;
+size_t FormatUTC(uint64_t msSince1601, char* out);
 
 // What a payload says about itself.
 struct sPacketInfo {
