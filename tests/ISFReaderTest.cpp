@@ -13,6 +13,18 @@ namespace {
 
 using namespace isftest;
 
+// Copies what a walk hands over while the views live.
+class cCopy : public cISFVisitor {
+public:
+    bool Item(const sISFItem& item) override {
+        mPayloads.emplace_back(item.mPayload);
+        return true;
+    }
+    void Problem(const std::string& text) override { mProblems += text + "\n"; }
+    std::vector<Bytes> mPayloads;
+    std::string mProblems;
+};
+
 TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheLastEntry) {
     cTempDir dir;
     {
@@ -89,6 +101,21 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         Bytes damaged = good;
         c.mDamage(damaged);
         const sISFFile file = ReadISF(damaged);
+        // The same from the disk through a window of one page, which every record and block crosses.
+        std::ofstream(dir.File("damaged.isf"), std::ios::binary | std::ios::trunc)
+            .write(reinterpret_cast<const char*>(damaged.data()),
+                   static_cast<std::streamsize>(damaged.size()));
+        cISFReader windowed;
+        ASSERT_TRUE(windowed.Open(dir.File("damaged.isf"), 4096));
+        cCopy copy;
+        const sISFSummary summary = windowed.Walk(copy);
+        EXPECT_EQ(copy.mProblems, Problems(file)) << c.mName;
+        ASSERT_EQ(copy.mPayloads.size(), file.mItems.size()) << c.mName;
+        for (size_t i = 0; i < file.mItems.size(); ++i) {
+            EXPECT_EQ(copy.mPayloads[i], file.mItems[i].mPayload) << c.mName << ", item " << i;
+        }
+        EXPECT_EQ(summary.mClosed, file.mClosed) << c.mName;
+        EXPECT_EQ(summary.mUnindexedZero, file.mUnindexedZero) << c.mName;
         if (c.mOffset == kFine || c.mOffset == kDirtyTail) {
             EXPECT_TRUE(file.Consistent() && !file.mClosed) << c.mName << "\n" << Problems(file);
             EXPECT_EQ(file.mItems.size(), damaged.size() > 1000 ? items : 0u) << c.mName;

@@ -61,10 +61,10 @@ inline sISFFile ReadISF(const unsigned char* data, size_t size) {
 inline sISFFile ReadISF(const std::vector<unsigned char>& bytes) {
     return ReadISF(bytes.data(), bytes.size());
 }
-// Reads the file at `path`; a file that cannot be read gives one problem.
+// Reads the file at `path`, mapped whole; a file that cannot be read gives one problem.
 inline sISFFile ReadISFFile(const std::string& path) {
     auto reader = std::make_shared<cISFReader>();
-    if (!reader->Open(path, true)) {
+    if (!reader->Open(path, 0)) {
         sISFFile file;
         file.mProblems.push_back(reader->Error());
         return file;

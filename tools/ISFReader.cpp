@@ -327,7 +327,7 @@ void cISFReader::Close() {
     mMappedAt = mMappedSize = 0;
 }
 
-bool cISFReader::Open(const std::string& path, bool whole) {
+bool cISFReader::Open(const std::string& path, uint64_t window) {
     Close();
     mError.clear();
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -346,7 +346,8 @@ bool cISFReader::Open(const std::string& path, bool whole) {
     }
     mFd = fd;
     mSize = static_cast<uint64_t>(status.st_size);
-    if (whole && mSize != 0) {
+    mWindow = window;
+    if (window == 0 && mSize != 0) {
         if (Span(0, mSize) == nullptr) {
             mError = "cannot map " + path + ": " + mError;
             Close();
@@ -386,7 +387,7 @@ const unsigned char* cISFReader::Span(uint64_t offset, uint64_t size) {
     }
     const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
     const uint64_t at = offset / page * page;
-    const uint64_t length = std::min(mSize - at, std::max(kWindowSize, offset - at + size));
+    const uint64_t length = std::min(mSize - at, std::max(mWindow, offset - at + size));
     void* mapping =
         mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED, mFd, static_cast<off_t>(at));
     if (mapping == MAP_FAILED) {

@@ -98,10 +98,10 @@ public:
     cISFReader(const cISFReader&) = delete;
     cISFReader& operator=(const cISFReader&) = delete;
 
-    // Opens the file at `path`. False when it cannot be opened or mapped; Error() says why. With `whole`,
-    // the whole file is mapped and item views stay valid while the reader lives; else only during the call
-    // that hands them over.
-    bool Open(const std::string& path, bool whole = false);
+    // Opens the file at `path`. False when it cannot be opened or mapped; Error() says why. With `window`
+    // 0, the whole file is mapped and item views stay valid while the reader lives; else the file is mapped
+    // `window` bytes (or the longest record) at a time and views live only during the call handing them.
+    bool Open(const std::string& path, uint64_t window = kWindowSize);
     // Reads `size` bytes at `data`, which the caller owns and keeps unchanged while the reader is used.
     void Use(const unsigned char* data, size_t size);
     const std::string& Error() const { return mError; }
@@ -110,8 +110,8 @@ public:
     // Walks the whole file once; can be called again.
     sISFSummary Walk(cISFVisitor& visitor);
 
-    // The `size` bytes at `offset` (inside the file, size at most kWindowSize / 2), valid until the next
-    // call; null when the window cannot be mapped.
+    // The `size` bytes at `offset` (inside the file), valid until the next call; null when they cannot be
+    // mapped.
     const unsigned char* Span(uint64_t offset, uint64_t size);
 
 private:
@@ -123,5 +123,6 @@ private:
     void* mMapping = nullptr;  // owned when not null: mMappedSize bytes of the file from mMappedAt
     uint64_t mMappedAt = 0;
     uint64_t mMappedSize = 0;
+    uint64_t mWindow = kWindowSize;
     std::string mError;
 };
