@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <new>
 
 #include "Shared/SharedBuffer.h"
 #include "diag/DiagLog.h"
@@ -83,7 +82,7 @@ sPacketInfo DescribePacket(const std::vector<unsigned char>& payload) {
     return DescribePacket(payload.data(), payload.size());
 }
 
-sPacketInfo DescribePacket(const unsigned char* payload, size_t size) {
+sPacketInfo DescribePacket(const unsigned char* payload, size_t size, bool withOTAType) {
     sPacketInfo info;
     if (size < DIAG_LOG_HEADER_SIZE || payload[0] != DIAG_CMD_LOG) {
         return info;
@@ -94,20 +93,24 @@ sPacketInfo DescribePacket(const unsigned char* payload, size_t size) {
     if (!IsOTALogCode(info.mLogCode, aux) || size > MAX_SHARED_BUFFER_SIZE) {
         return info;
     }
-    // The view takes its own reference; the buffer is ours and freed by the last Release.
-    sSharedBuffer* buffer =
-        new (std::nothrow) sSharedBuffer(payload, static_cast<unsigned int>(size), PROTOCOL_DIAG_FROM_DEVICE);
-    if (buffer == nullptr) {
-        return info;
-    }
-    buffer->AddRef();
+    // The view reads a copy with the zeroed guard tail that every buffer of the library has. The copy is
+    // made in one array kept for all calls, and the buffer only points at it: this runs for every item of
+    // a file. The buffer holds a reference of its own throughout, so the view's Release never frees it, and
+    // it lets go of the array before it goes out of scope.
+    static thread_local unsigned char copy[MAX_SHARED_BUFFER_SIZE + SHARED_BUFFER_GUARD_SIZE];
+    memcpy(copy, payload, size);
+    memset(copy + size, 0, SHARED_BUFFER_GUARD_SIZE);
+    sSharedBuffer buffer(nullptr, 0, PROTOCOL_DIAG_FROM_DEVICE);
+    buffer.mData = copy;
+    buffer.mSize = static_cast<unsigned int>(size);
+    buffer.AddRef();
     {
-        sDiagOTALog view(buffer);
+        sDiagOTALog view(&buffer);
         info.mIsOTA = view.IsValid();
-        if (info.mIsOTA) {
+        if (info.mIsOTA && withOTAType) {
             info.mOTAType = view.GetOTAType();
         }
     }
-    buffer->Release();
+    buffer.mData = nullptr;
     return info;
 }

@@ -3,6 +3,7 @@
 // the system-information blocks that the reassembly rebuilt by their block type; everything else is
 // counted as skipped.
 
+#include <errno.h>
 #include <pcap/pcap.h>
 
 #include <cinttypes>
@@ -126,7 +127,7 @@ public:
     // What an item becomes: a sub-type and the RRC bytes, or a reason to skip it.
     bool Choose(const sISFItem& item, uint8_t& subType, const char*& name, const unsigned char*& data,
                 size_t& size) {
-        const sPacketInfo info = DescribePacket(item.mPayload.data(), item.mPayload.size());
+        const sPacketInfo info = DescribePacket(item.mPayload.data(), item.mPayload.size(), false);
         if (!info.mIsOTA) {
             return false;
         }
@@ -194,9 +195,17 @@ public:
             fprintf(stderr, "palvorin: cannot set up the pcap writer\n");
             return false;
         }
-        mDumper = pcap_dump_open(mDead, mOutput.c_str());
+        // Written in 1 MB pieces: the export is often as large as the file it comes from.
+        FILE* file = fopen(mOutput.c_str(), "wb");
+        if (file == nullptr) {
+            fprintf(stderr, "palvorin: cannot write %s: %s\n", mOutput.c_str(), strerror(errno));
+            return false;
+        }
+        setvbuf(file, nullptr, _IOFBF, 1 << 20);
+        mDumper = pcap_dump_fopen(mDead, file);
         if (mDumper == nullptr) {
             fprintf(stderr, "palvorin: cannot write %s: %s\n", mOutput.c_str(), pcap_geterr(mDead));
+            fclose(file);
             return false;
         }
         return true;
