@@ -17,14 +17,6 @@
 
 namespace {
 
-std::string JoinOTAType(const std::vector<unsigned int>& values) {
-    std::string text;
-    for (unsigned int value : values) {
-        text += (text.empty() ? "" : ",") + std::to_string(value);
-    }
-    return text;
-}
-
 // One text line, built in a buffer and written with one call: a printf per field costs more than the whole
 // walk of the file. What does not fit is cut.
 class cLine {
@@ -106,7 +98,13 @@ void TextLine(size_t index, const sISFItem& item) {
         line.Text("  log 0x").Text(code, sizeof code);
     }
     if (info.mIsOTA) {
-        line.Text("  ota ").Text(info.mOTAType.empty() ? "-" : JoinOTAType(info.mOTAType).c_str());
+        line.Text("  ota ");
+        if (info.mOTAType.empty()) {
+            line.Text("-");
+        }
+        for (size_t i = 0; i < info.mOTAType.size(); ++i) {
+            line.Text(",", i == 0 ? 0 : 1).Number(info.mOTAType[i], 0);
+        }
     }
     line.Write();
 }
