@@ -11,7 +11,6 @@
 #include <cstring>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "diag/OTACodes.h"
@@ -90,8 +89,9 @@ void PutBE(unsigned char* out, uint32_t value, unsigned int size) {
 }
 
 // IPv4 (loopback to loopback) and UDP headers, the GSMTAP header, then the RRC bytes.
-std::vector<unsigned char> Packet(uint8_t subType, const unsigned char* data, size_t size) {
-    std::vector<unsigned char> packet(kIPv4HeaderSize + kUDPHeaderSize + GSMTAP_HEADER_SIZE + size, 0);
+// Into `packet`, which keeps its allocation from one packet to the next.
+void Packet(std::vector<unsigned char>& packet, uint8_t subType, const unsigned char* data, size_t size) {
+    packet.assign(kIPv4HeaderSize + kUDPHeaderSize + GSMTAP_HEADER_SIZE + size, 0);
     unsigned char* ip = packet.data();
     ip[0] = 0x45;  // version 4, 5 words
     PutBE(ip + 2, static_cast<uint32_t>(packet.size()), 2);
@@ -119,7 +119,6 @@ std::vector<unsigned char> Packet(uint8_t subType, const unsigned char* data, si
     if (size != 0) {
         memcpy(gsmtap + GSMTAP_HEADER_SIZE, data, size);
     }
-    return packet;
 }
 
 class cExport {
@@ -230,7 +229,8 @@ public:
         if (!mExporter.Choose(item, subType, name, data, size)) {
             return true;
         }
-        const std::vector<unsigned char> packet = Packet(subType, data, size);
+        std::vector<unsigned char>& packet = mPacket;
+        Packet(packet, subType, data, size);
         pcap_pkthdr header;
         const uint64_t unixMs = item.mTimeMs > kMsFrom1601To1970 ? item.mTimeMs - kMsFrom1601To1970 : 0;
         header.ts.tv_sec = static_cast<time_t>(unixMs / 1000);
@@ -238,14 +238,17 @@ public:
         header.caplen = header.len = static_cast<bpf_u_int32>(packet.size());
         pcap_dump(reinterpret_cast<u_char*>(mDumper), &header, packet.data());
         ++mExported;
-        ++mBySubType[{subType, name}];
+        ++mBySubType[subType];
+        mSubTypeNames[subType] = name;
         return true;
     }
     void Problem(const std::string& text) override { mProblems.Add(text); }
 
     cExport mExporter;
     uint64_t mExported = 0;
-    std::map<std::pair<unsigned int, std::string>, uint64_t> mBySubType;
+    uint64_t mBySubType[256] = {};  // by GSMTAP sub-type, each of which has one name
+    const char* mSubTypeNames[256] = {};
+    std::vector<unsigned char> mPacket;
     sProblemList mProblems;
     bool mFailed = false;
 
@@ -281,9 +284,11 @@ int RunPcap(const std::string& input, const std::string& output) {
     }
     printf("exported %" PRIu64 " packets from %s into %s (GSMTAP, UDP port %u)\n", items.mExported,
            input.c_str(), output.c_str(), GSMTAP_PORT);
-    for (const auto& entry : items.mBySubType) {
-        printf("  %-24s (UMTS RRC sub-type %2u) %" PRIu64 "\n", entry.first.second.c_str(), entry.first.first,
-               entry.second);
+    for (unsigned int subType = 0; subType < 256; ++subType) {
+        if (items.mBySubType[subType] != 0) {
+            printf("  %-24s (UMTS RRC sub-type %2u) %" PRIu64 "\n", items.mSubTypeNames[subType], subType,
+                   items.mBySubType[subType]);
+        }
     }
     for (const auto& entry : items.mExporter.mSkipped) {
         printf("  skipped %" PRIu64 " %s\n", entry.second, entry.first.c_str());
