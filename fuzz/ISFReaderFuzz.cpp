@@ -72,8 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     reader.Use(bytes.data(), bytes.size());
     cTouch touch;
     const sISFSummary summary = reader.Walk(touch);
-    if (summary.mItems != touch.mItems || summary.mBlocks != touch.mBlocks || summary.mProblems != touch.mProblems ||
-        summary.mUnindexedBytes > bytes.size()) {
+    if (summary.mItems != touch.mItems || summary.mBlocks != touch.mBlocks ||
+        summary.mProblems != touch.mProblems || summary.mUnindexedBytes > bytes.size()) {
         abort();
     }
     return static_cast<int>(touch.mSum & 0);

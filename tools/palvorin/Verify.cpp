@@ -93,21 +93,21 @@ public:
 
     bool Item(const sISFItem& item) override {
         const uint64_t entryAt = mBlock.mOffset + uint64_t{item.mSlot} * ISF_ENTRY_SIZE;
-        const std::string entry = "entry " + std::to_string(item.mSlot);
+        const auto entry = [&item] { return "entry " + std::to_string(item.mSlot); };
         if (item.mRecordOffset > mEnd) {
             mReport.Add(
-                At(entryAt, "record of " + entry + " starts " + std::to_string(item.mRecordOffset - mEnd) +
+                At(entryAt, "record of " + entry() + " starts " + std::to_string(item.mRecordOffset - mEnd) +
                                 " bytes after the " +
                                 (mEnd == mBlock.mOffset + ISF_BLOCK_SIZE ? "index block" : "previous one") +
                                 " ends"));
         }
         if (!IsKnownItemType(item.mType)) {
-            mReport.Add(At(entryAt, entry + " has item type " + std::to_string(item.mType) +
+            mReport.Add(At(entryAt, entry() + " has item type " + std::to_string(item.mType) +
                                         ", which no item is given"));
         }
         const unsigned int width = ExpectedWidth(item.mTimeMs, mBlock.mBaseMs);
         if (item.mWidthCode != width) {
-            mReport.Add(At(entryAt, entry + " has time width code " + std::to_string(item.mWidthCode) +
+            mReport.Add(At(entryAt, entry() + " has time width code " + std::to_string(item.mWidthCode) +
                                         " where the writer uses " + std::to_string(width)));
         }
         mEnd = item.mPayloadOffset + item.mPayload.size();
