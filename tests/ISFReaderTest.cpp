@@ -2,6 +2,8 @@
 // offset, and tells a zero-filled tail behind the last record from other bytes there.
 #include "tools/ISFReader.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -97,6 +99,17 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
          },
          0},
     };
+    {
+        // A writer that shrinks the file while it is read (one that grew it in zero-filled steps, at its
+        // close) leaves it cut short; a mapping would end the process with SIGBUS.
+        cISFReader shrinking;
+        ASSERT_TRUE(shrinking.Open(dir.File("good.isf")));
+        ASSERT_EQ(truncate(dir.File("good.isf").c_str(), static_cast<off_t>(tableStart - 10)), 0);
+        cCopy copy;
+        EXPECT_EQ(shrinking.Walk(copy).mItems, items - 1);
+        EXPECT_NE(copy.mProblems.find("the file became shorter while it was read"), std::string::npos)
+            << copy.mProblems;
+    }
     for (const auto& c : cases) {
         Bytes damaged = good;
         c.mDamage(damaged);

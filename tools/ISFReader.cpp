@@ -84,19 +84,28 @@ private:
     }
 
     // The bytes at `offset`, which the caller has checked to lie inside the file; null (and a problem, once)
-    // when they cannot be mapped.
+    // when they cannot be read.
     const unsigned char* Span(uint64_t offset, uint64_t size) {
         const unsigned char* bytes = mReader.Span(offset, size);
         if (bytes == nullptr && !mFailed) {
             mFailed = true;
-            Problem(offset, "cannot map %llu bytes of the file here: %s", Ull(size), mReader.Error().c_str());
+            Problem(offset, "cannot read %llu bytes here: %s", Ull(size), mReader.Error().c_str());
         }
         return bytes;
     }
+    // A field of up to 8 bytes from anywhere in the file.
     bool Get(uint64_t offset, unsigned int size, uint64_t& value) {
-        const unsigned char* bytes = Span(offset, size);
-        value = bytes != nullptr ? GetLE(bytes, size) : 0;
-        return bytes != nullptr;
+        unsigned char bytes[8];
+        value = 0;
+        if (!mReader.Read(offset, bytes, size)) {
+            if (!mFailed) {
+                mFailed = true;
+                Problem(offset, "cannot read %u bytes here: %s", size, mReader.Error().c_str());
+            }
+            return false;
+        }
+        value = GetLE(bytes, size);
+        return true;
     }
     bool Fits(uint64_t offset, uint64_t size) const { return offset <= mSize && mSize - offset >= size; }
 
@@ -301,7 +310,7 @@ private:
     const uint64_t mSize;
     cISFVisitor& mVisitor;
     std::vector<unsigned char> mBlock;  // the current index block
-    bool mFailed = false;               // a window could not be mapped
+    bool mFailed = false;               // a window could not be read
     sISFSummary mSummary;
     uint64_t mDataEnd = ISF_HEADER_SIZE;  // end of the last block or record read
     uint64_t mLastBlock = 0;              // offset of the last block read
@@ -315,7 +324,7 @@ cISFReader::~cISFReader() {
 
 void cISFReader::Close() {
     if (mMapping != nullptr) {
-        munmap(mMapping, static_cast<size_t>(mMappedSize));
+        munmap(mMapping, static_cast<size_t>(mSize));
         mMapping = nullptr;
     }
     if (mFd >= 0) {
@@ -324,7 +333,7 @@ void cISFReader::Close() {
     }
     mData = nullptr;
     mSize = 0;
-    mMappedAt = mMappedSize = 0;
+    mWindowAt = mWindowSize = 0;
 }
 
 bool cISFReader::Open(const std::string& path, uint64_t window) {
@@ -346,14 +355,19 @@ bool cISFReader::Open(const std::string& path, uint64_t window) {
     }
     mFd = fd;
     mSize = static_cast<uint64_t>(status.st_size);
-    mWindow = window;
+    mWindowLimit = window;
     if (window == 0 && mSize != 0) {
-        if (Span(0, mSize) == nullptr) {
-            mError = "cannot map " + path + ": " + mError;
+        void* mapping = mmap(nullptr, static_cast<size_t>(mSize), PROT_READ, MAP_SHARED, mFd, 0);
+        if (mapping == MAP_FAILED) {
+            mError = "cannot map " + path + ": " + strerror(errno);
             Close();
             return false;
         }
-        mData = static_cast<const unsigned char*>(mMapping);
+        mMapping = mapping;
+        mData = static_cast<const unsigned char*>(mapping);
+    } else {
+        // Read front to back: the kernel may read ahead far.
+        posix_fadvise(mFd, 0, 0, POSIX_FADV_SEQUENTIAL);
     }
     return true;
 }
@@ -373,33 +387,60 @@ const unsigned char* cISFReader::Span(uint64_t offset, uint64_t size) {
     if (mData != nullptr) {
         return mData + offset;
     }
-    if (mMapping != nullptr && offset >= mMappedAt && offset + size <= mMappedAt + mMappedSize) {
-        return static_cast<const unsigned char*>(mMapping) + (offset - mMappedAt);
+    if (offset >= mWindowAt && offset + size <= mWindowAt + mWindowSize) {
+        return mWindow.data() + (offset - mWindowAt);
     }
     if (mFd < 0) {
         return nullptr;
     }
-    // A new window from the page holding `offset`; the old one is unmapped, which also drops its pages
-    // from the process (they stay in the page cache).
-    if (mMapping != nullptr) {
-        munmap(mMapping, static_cast<size_t>(mMappedSize));
-        mMapping = nullptr;
+    // The window refilled from `offset`: in full when the walk goes on where the window ends, else (a jump,
+    // which only a damaged file makes) with little more than what is asked, so that entries pointing back
+    // and forth cost no full window each.
+    const uint64_t kJump = 64 << 10;
+    const bool onward = offset >= mWindowAt && offset <= mWindowAt + mWindowSize;
+    const uint64_t length = std::min(mSize - offset, std::max(onward ? mWindowLimit : kJump, size));
+    if (mWindow.size() < length) {
+        mWindow.clear();
+        mWindow.shrink_to_fit();
+        mWindow.resize(static_cast<size_t>(length));
     }
-    const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-    const uint64_t at = offset / page * page;
-    const uint64_t length = std::min(mSize - at, std::max(mWindow, offset - at + size));
-    void* mapping =
-        mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED, mFd, static_cast<off_t>(at));
-    if (mapping == MAP_FAILED) {
-        mError = strerror(errno);
-        return nullptr;
+    mWindowAt = offset;
+    mWindowSize = 0;
+    while (mWindowSize < length) {
+        const ssize_t got =
+            pread(mFd, mWindow.data() + mWindowSize, static_cast<size_t>(length - mWindowSize),
+                  static_cast<off_t>(offset + mWindowSize));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            mError = got < 0 ? strerror(errno) : "the file became shorter while it was read";
+            break;
+        }
+        mWindowSize += static_cast<uint64_t>(got);
     }
-    // Read front to back: the kernel may read ahead far.
-    madvise(mapping, static_cast<size_t>(length), MADV_SEQUENTIAL);
-    mMapping = mapping;
-    mMappedAt = at;
-    mMappedSize = length;
-    return static_cast<const unsigned char*>(mapping) + (offset - at);
+    return mWindowSize >= size ? mWindow.data() : nullptr;
+}
+
+bool cISFReader::Read(uint64_t offset, unsigned char* out, size_t size) {
+    if (mData != nullptr || (offset >= mWindowAt && offset + size <= mWindowAt + mWindowSize)) {
+        const unsigned char* bytes = Span(offset, size);
+        memcpy(out, bytes, size);
+        return true;
+    }
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = pread(mFd, out + done, size - done, static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            mError = got < 0 ? strerror(errno) : "the file became shorter while it was read";
+            return false;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return true;
 }
 
 sISFSummary cISFReader::Walk(cISFVisitor& visitor) {

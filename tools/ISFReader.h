@@ -3,7 +3,7 @@
 // in file order, checks the descriptor table and trailer of a closed file, accepts a file whose writer
 // stopped without closing it, and names every inconsistency it finds with its file offset.
 //
-// Items are handed to a visitor one at a time as views into the mapping: the reader keeps nothing per
+// Items are handed to a visitor one at a time as views into the reader's memory: it keeps nothing per
 // item, so a file of any size is read in bounded memory.
 #pragma once
 
@@ -14,7 +14,7 @@
 
 #include "jni/ISFFormat.h"
 
-// Bytes inside memory someone else owns (here: the reader's mapping).
+// Bytes inside memory someone else owns (here: the reader's window or mapping).
 struct sISFBytes {
     const unsigned char* mData = nullptr;
     size_t mSize = 0;
@@ -48,7 +48,7 @@ struct sISFItem {
     uint32_t mAux;
     uint64_t mRecordOffset;   // file offset of the record (time field)
     uint64_t mPayloadOffset;  // file offset of the payload
-    sISFBytes mPayload;       // into the reader's mapping
+    sISFBytes mPayload;       // into the reader's window or mapping
 };
 
 struct sISFBlock {
@@ -86,9 +86,10 @@ public:
     virtual void Problem(const std::string& text) { (void)text; }
 };
 
-// Reads a file through a read-only mapping of a window of it (16 MB, moved as the walk goes on), so that
-// neither the address space nor the resident memory grows with the file; or through a mapping of the whole
-// file, for small files whose items are kept after the walk (tools/ISFReadAll.h).
+// Reads a file through a window of it (16 MB, refilled with pread as the walk goes on), so that memory does
+// not grow with the file, and a file that a writer shrinks meanwhile reads as cut short (a mapping would
+// end the process with SIGBUS there); or through a read-only mapping of the whole file, for small files
+// whose items are kept after the walk (tools/ISFReadAll.h).
 class cISFReader {
 public:
     static const uint64_t kWindowSize = 16 << 20;
@@ -99,7 +100,7 @@ public:
     cISFReader& operator=(const cISFReader&) = delete;
 
     // Opens the file at `path`. False when it cannot be opened or mapped; Error() says why. With `window`
-    // 0, the whole file is mapped and item views stay valid while the reader lives; else the file is mapped
+    // 0, the whole file is mapped and item views stay valid while the reader lives; else the file is read
     // `window` bytes (or the longest record) at a time and views live only during the call handing them.
     bool Open(const std::string& path, uint64_t window = kWindowSize);
     // Reads `size` bytes at `data`, which the caller owns and keeps unchanged while the reader is used.
@@ -110,19 +111,23 @@ public:
     // Walks the whole file once; can be called again.
     sISFSummary Walk(cISFVisitor& visitor);
 
-    // The `size` bytes at `offset` (inside the file), valid until the next call; null when they cannot be
-    // mapped.
+    // The `size` bytes at `offset` (inside the file as it was opened), valid until the next call; null when
+    // they cannot be read (Error() says why). The window moves forward to `offset`: for records and blocks.
     const unsigned char* Span(uint64_t offset, uint64_t size);
+    // Copies a few bytes from anywhere in the file, leaving the window where it is. False when they cannot
+    // be read.
+    bool Read(uint64_t offset, unsigned char* out, size_t size);
 
 private:
     void Close();
 
-    int mFd = -1;  // owned when not -1: the file read through windows
+    int mFd = -1;  // owned when not -1
     uint64_t mSize = 0;
-    const unsigned char* mData = nullptr;  // the whole file (Use, or a whole mapping), or null
-    void* mMapping = nullptr;  // owned when not null: mMappedSize bytes of the file from mMappedAt
-    uint64_t mMappedAt = 0;
-    uint64_t mMappedSize = 0;
-    uint64_t mWindow = kWindowSize;
+    const unsigned char* mData = nullptr;  // the whole file (Use, or the whole mapping), or null
+    void* mMapping = nullptr;              // owned when not null: the whole file, mSize bytes
+    std::vector<unsigned char> mWindow;    // mWindowSize bytes of the file from mWindowAt
+    uint64_t mWindowAt = 0;
+    uint64_t mWindowSize = 0;
+    uint64_t mWindowLimit = kWindowSize;  // bytes read at once
     std::string mError;
 };
