@@ -1,6 +1,8 @@
-// The reader in tools/ finds what a closed or cut-off file holds and reports each inconsistency with its
-// offset.
+// The reader in tools/ finds what a closed or cut-off file holds, reports each inconsistency with its
+// offset, and tells a zero-filled tail behind the last record from other bytes there.
 #include "tools/ISFReader.h"
+
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
@@ -12,6 +14,18 @@
 namespace {
 
 using namespace isftest;
+
+// Copies what a walk hands over while the views live.
+class cCopy : public cISFVisitor {
+public:
+    bool Item(const sISFItem& item) override {
+        mPayloads.emplace_back(item.mPayload);
+        return true;
+    }
+    void Problem(const std::string& text) override { mProblems += text + "\n"; }
+    std::vector<Bytes> mPayloads;
+    std::string mProblems;
+};
 
 TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheLastEntry) {
     cTempDir dir;
@@ -32,11 +46,14 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
     const unsigned int lastWidth = clean.mItems.back().mWidthCode;
     ASSERT_LT(lastWidth, 3u) << "a delta, written just after the open";
     const size_t tableStart = clean.mItems.back().mPayloadOffset + 20;
+    // Outcomes without a problem: an unclosed file with nothing behind its last record but zeros, or with
+    // other bytes there.
     const uint64_t kFine = ~0ULL;
+    const uint64_t kDirtyTail = ~1ULL;
     struct {
         const char* mName;
         std::function<void(Bytes&)> mDamage;
-        uint64_t mOffset;  // where a problem must be reported, kFine for none
+        uint64_t mOffset;  // where a problem must be reported, or kFine or kDirtyTail
     } const cases[] = {
         {"header magic", [](Bytes& b) { b[3] = 0xAC; }, 0},
         {"trailer count", [&](Bytes& b) { b[size - 8] += 1; }, size - 8},
@@ -53,27 +70,69 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         // The newest entry pointing past the end: its record was written before it.
         {"last record cut", [&](Bytes& b) { b.resize(tableStart - 1); }, 4 + 7 * (items - 1)},
         {"no table and trailer", [&](Bytes& b) { b.resize(tableStart); }, kFine},
+        // What a writer that grows its file in zero-filled steps leaves when it is killed.
+        {"zeros behind the last record",
+         [&](Bytes& b) {
+             b.resize(tableStart);
+             b.resize(tableStart + 100000, 0);
+         },
+         kFine},
+        {"zeros and one other byte behind the last record",
+         [&](Bytes& b) {
+             b.resize(tableStart);
+             b.resize(tableStart + 100000, 0);
+             b[tableStart + 70000] = 1;
+         },
+         kDirtyTail},
         {"a partly written record behind the last",
          [&](Bytes& b) {
              b.resize(tableStart);
              b.insert(b.end(), {0x00, 0x10, 0x00, 0x0C});
          },
-         kFine},
-        {"first block cut short", [](Bytes& b) { b.resize(1000); }, kFine},
+         kDirtyTail},
+        {"first block cut short", [](Bytes& b) { b.resize(1000); }, kDirtyTail},
         {"empty", [](Bytes& b) { b.clear(); }, kFine},
-        {"half the magic", [](Bytes& b) { b.resize(2); }, kFine},
+        {"half the magic", [](Bytes& b) { b.resize(2); }, kDirtyTail},
         {"half a wrong magic",
          [](Bytes& b) {
              b = {0x08, 0x32};
          },
          0},
     };
+    {
+        // A writer that shrinks the file while it is read (one that grew it in zero-filled steps, at its
+        // close) leaves it cut short; a mapping would end the process with SIGBUS.
+        cISFReader shrinking;
+        ASSERT_TRUE(shrinking.Open(dir.File("good.isf")));
+        ASSERT_EQ(truncate(dir.File("good.isf").c_str(), static_cast<off_t>(tableStart - 10)), 0);
+        cCopy copy;
+        EXPECT_EQ(shrinking.Walk(copy).mItems, items - 1);
+        EXPECT_NE(copy.mProblems.find("the file became shorter while it was read"), std::string::npos)
+            << copy.mProblems;
+    }
     for (const auto& c : cases) {
         Bytes damaged = good;
         c.mDamage(damaged);
         const sISFFile file = ReadISF(damaged);
-        if (c.mOffset == kFine) {
+        // The same from the disk through a window of one page, which every record and block crosses.
+        std::ofstream(dir.File("damaged.isf"), std::ios::binary | std::ios::trunc)
+            .write(reinterpret_cast<const char*>(damaged.data()),
+                   static_cast<std::streamsize>(damaged.size()));
+        cISFReader windowed;
+        ASSERT_TRUE(windowed.Open(dir.File("damaged.isf"), 4096));
+        cCopy copy;
+        const sISFSummary summary = windowed.Walk(copy);
+        EXPECT_EQ(copy.mProblems, Problems(file)) << c.mName;
+        ASSERT_EQ(copy.mPayloads.size(), file.mItems.size()) << c.mName;
+        for (size_t i = 0; i < file.mItems.size(); ++i) {
+            EXPECT_EQ(copy.mPayloads[i], file.mItems[i].mPayload) << c.mName << ", item " << i;
+        }
+        EXPECT_EQ(summary.mClosed, file.mClosed) << c.mName;
+        EXPECT_EQ(summary.mUnindexedZero, file.mUnindexedZero) << c.mName;
+        if (c.mOffset == kFine || c.mOffset == kDirtyTail) {
             EXPECT_TRUE(file.Consistent() && !file.mClosed) << c.mName << "\n" << Problems(file);
+            EXPECT_EQ(file.mItems.size(), damaged.size() > 1000 ? items : 0u) << c.mName;
+            EXPECT_EQ(file.mUnindexedZero, c.mOffset == kFine) << c.mName;
             continue;
         }
         const std::string at = "at " + std::to_string(c.mOffset) + ": ";

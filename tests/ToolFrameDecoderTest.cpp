@@ -129,6 +129,8 @@ TEST(ToolFrameDecoder, StreamsWithFaults) {
         {"a frame without payload", Join({Frame(a), empty, Frame(b)}), {a, b}, 1, 0, 0},
         {"the last frame cut", Join({Frame(b), unclosed}), {b}, 1, unclosed.size(), 0},
         {"stray bytes before the first frame", Join({stray, Frame(a), Frame(b)}), {a, b}, 0, 0, stray.size()},
+        // The shortest frame (1 byte, 2 check bytes, the flag) is found only by the last window tried.
+        {"stray bytes before a 1-byte packet", Join({stray, Frame({0x42})}), {{0x42}}, 0, 0, stray.size()},
         {"longer than any frame", Join({noFlag, Frame(a)}), {a}, 1, 0, 0},
         // An escape before a flag makes it no closing flag: the frame runs on to the end of the next one.
         {"a flag behind an escape", Join({Frame(a), {0x11, 0x22, 0x33, 0x7D, 0x7E}, Frame(b)}), {a}, 1, 0, 0},

@@ -1,12 +1,12 @@
 // Prints what the ISF reader finds in a file, one line per fact, for checks run from other languages
-// (the Java interface tests):
+// (the Java interface tests); the files are small, so it holds every item:
 //   file closed=<0|1> items=<n> trailer=<count> problems=<k>
 //   problem <text>                                    (k lines)
 //   item <type> <milliseconds since 1601> <aux or -> <payload in hex>   (n lines)
 // Exit status 0 when the file was read, 2 for bad arguments.
 #include <cstdio>
 
-#include "tools/ISFReader.h"
+#include "tools/ISFReadAll.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) {

@@ -1,113 +1,177 @@
 #include "tools/ISFReader.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <cstring>
+#include <vector>
+
+bool operator==(const sISFBytes& a, const std::vector<unsigned char>& b) {
+    return a.size() == b.size() && (a.empty() || memcmp(a.data(), b.data(), a.size()) == 0);
+}
 
 namespace {
 
-class cReader {
-public:
-    cReader(const std::vector<unsigned char>& bytes, sISFFile& file) : mBytes(bytes), mFile(file) {}
-
-    void Read() {
-        if (std::all_of(mBytes.begin(), mBytes.end(), [](unsigned char byte) { return byte == 0; })) {
-            mFile.mZeroTail = mBytes.size();  // space reserved by a writer that had written nothing yet
-            return;
+// True when the `size` bytes at `data` are all zero.
+bool AllZero(const unsigned char* data, uint64_t size) {
+    static const unsigned char kZeros[4096] = {};
+    while (size != 0) {
+        const size_t n = static_cast<size_t>(std::min<uint64_t>(size, sizeof kZeros));
+        if (memcmp(data, kZeros, n) != 0) {
+            return false;
         }
-        if (mBytes.size() < ISF_HEADER_SIZE) {
+        data += n;
+        size -= n;
+    }
+    return true;
+}
+
+// One walk over the file: every position is checked against the size before it is read. The entries of
+// the current index block are copied, the records are read through the reader's window.
+class cWalk {
+public:
+    cWalk(cISFReader& reader, cISFVisitor& visitor)
+        : mReader(reader), mSize(reader.Size()), mVisitor(visitor), mBlock(ISF_BLOCK_SIZE) {}
+
+    sISFSummary Run() {
+        if (mSize < ISF_HEADER_SIZE) {
             // A file cut short right after it was created: acceptable if what is there begins the magic.
             unsigned char magic[ISF_HEADER_SIZE];
             PutLE(magic, ISF_HEADER_MAGIC, ISF_HEADER_SIZE);
-            if (!std::equal(mBytes.begin(), mBytes.end(), magic)) {
-                Problem(0, "%zu bytes that do not begin the header magic", mBytes.size());
+            const unsigned char* bytes = Span(0, mSize);
+            if (bytes == nullptr) {
+                return mSummary;
             }
-            mFile.mUnindexedBytes = mBytes.size();
-            return;
+            if (mSize != 0 && memcmp(bytes, magic, static_cast<size_t>(mSize)) != 0) {
+                Problem(0, "%llu bytes that do not begin the header magic", Ull(mSize));
+            }
+            mSummary.mUnindexedBytes = mSize;
+            mSummary.mUnindexedZero = AllZero(bytes, mSize);
+            return mSummary;
         }
-        if (GetLE(mBytes.data(), 4) != ISF_HEADER_MAGIC) {
-            Problem(0, "header magic is 0x%08llx", static_cast<unsigned long long>(GetLE(mBytes.data(), 4)));
-            return;
+        uint64_t magic = 0;
+        if (!Get(0, 4, magic)) {
+            return mSummary;
         }
-        ReadBlocks();
-        ReadEnd();
+        if (magic == 0 && TailIsZero(0)) {
+            // Room reserved by a writer that was stopped before it wrote the header: nothing lost.
+            mSummary.mUnindexedBytes = mSize;
+            return mSummary;
+        }
+        if (magic != ISF_HEADER_MAGIC) {
+            Problem(0, "header magic is 0x%08llx", Ull(magic));
+            return mSummary;
+        }
+        if (ReadBlocks()) {
+            ReadEnd();
+        }
+        return mSummary;
     }
 
 private:
+    static unsigned long long Ull(uint64_t value) { return static_cast<unsigned long long>(value); }
+
     void Problem(uint64_t offset, const char* format, ...) __attribute__((format(printf, 3, 4))) {
         char text[320];
-        const int n = snprintf(text, sizeof text, "at %llu: ", static_cast<unsigned long long>(offset));
+        const int n = snprintf(text, sizeof text, "at %llu: ", Ull(offset));
         va_list args;
         va_start(args, format);
         vsnprintf(text + n, sizeof text - static_cast<size_t>(n), format, args);
         va_end(args);
-        mFile.mProblems.push_back(text);
+        ++mSummary.mProblems;
+        mVisitor.Problem(text);
     }
 
-    uint64_t Size() const { return mBytes.size(); }
-
-    // The bytes from `from` to the end of an unclosed file, which no entry covers: the zeros that end
-    // them are the zero tail, the rest unindexed.
-    void Unindexed(uint64_t from) {
-        uint64_t end = Size();
-        while (end > from && mBytes[end - 1] == 0) {
-            --end;
+    // The bytes at `offset`, which the caller has checked to lie inside the file; null (and a problem, once)
+    // when they cannot be read.
+    const unsigned char* Span(uint64_t offset, uint64_t size) {
+        const unsigned char* bytes = mReader.Span(offset, size);
+        if (bytes == nullptr && !mFailed) {
+            mFailed = true;
+            Problem(offset, "cannot read %llu bytes here: %s", Ull(size), mReader.Error().c_str());
         }
-        mFile.mZeroTail = Size() - end;
-        mFile.mUnindexedBytes += end - from;
+        return bytes;
     }
-    uint64_t Get(uint64_t offset, unsigned int size) const { return GetLE(mBytes.data() + offset, size); }
+    // A field of up to 8 bytes from anywhere in the file.
+    bool Get(uint64_t offset, unsigned int size, uint64_t& value) {
+        unsigned char bytes[8];
+        value = 0;
+        if (!mReader.Read(offset, bytes, size)) {
+            if (!mFailed) {
+                mFailed = true;
+                Problem(offset, "cannot read %u bytes here: %s", size, mReader.Error().c_str());
+            }
+            return false;
+        }
+        value = GetLE(bytes, size);
+        return true;
+    }
+    bool Fits(uint64_t offset, uint64_t size) const { return offset <= mSize && mSize - offset >= size; }
 
-    void ReadBlocks() {
+    // False when the visitor ended the walk.
+    bool ReadBlocks() {
+        if (mSize == ISF_HEADER_SIZE) {
+            return true;  // nothing written after the header yet
+        }
         uint64_t offset = ISF_FIRST_BLOCK_OFFSET;
-        if (Size() == ISF_HEADER_SIZE) {
-            return;  // nothing written after the header yet
-        }
         for (;;) {
-            if (offset > Size() || Size() - offset < ISF_BLOCK_SIZE) {
-                // A first block cut short is an unclosed file with no items, whose bytes ReadEnd counts.
-                if (!mFile.mBlocks.empty()) {
-                    Problem(mFile.mBlocks.back().mOffset + ISF_BLOCK_NEXT_OFFSET,
-                            "next-block field points to %llu, beyond the end of the file (%llu bytes)",
-                            static_cast<unsigned long long>(offset), static_cast<unsigned long long>(Size()));
+            if (!Fits(offset, ISF_BLOCK_SIZE)) {
+                if (mSummary.mBlocks == 0) {
+                    return true;  // the first block itself was cut short: an unclosed file with no items
                 }
-                return;
+                Problem(mLastBlock + ISF_BLOCK_NEXT_OFFSET,
+                        "next-block field points to %llu, beyond the end of the file (%llu bytes)",
+                        Ull(offset), Ull(mSize));
+                return true;
             }
-            sISFBlock block{offset, Get(offset + ISF_BLOCK_NEXT_OFFSET, 8),
-                            Get(offset + ISF_BLOCK_BASE_TIME_OFFSET, 8), 0};
-            mFile.mBlocks.push_back(block);
-            const uint32_t index = static_cast<uint32_t>(mFile.mBlocks.size() - 1);
-            ReadEntries(index);
-            const uint64_t next = block.mNext;
-            if (next == 0) {
-                return;
+            const unsigned char* bytes = Span(offset, ISF_BLOCK_SIZE);
+            if (bytes == nullptr) {
+                return false;
             }
-            if (mFile.mBlocks[index].mUsed != ISF_ENTRIES_PER_BLOCK) {
-                Problem(offset, "block with a successor uses only %u of its %u entries",
-                        mFile.mBlocks[index].mUsed, ISF_ENTRIES_PER_BLOCK);
+            memcpy(mBlock.data(), bytes, ISF_BLOCK_SIZE);
+            const sISFBlock block{static_cast<uint32_t>(mSummary.mBlocks), offset,
+                                  GetLE(mBlock.data() + ISF_BLOCK_NEXT_OFFSET, 8),
+                                  GetLE(mBlock.data() + ISF_BLOCK_BASE_TIME_OFFSET, 8)};
+            ++mSummary.mBlocks;
+            mLastBlock = offset;
+            mVisitor.Block(block);
+            uint32_t used = 0;
+            if (!ReadEntries(block, used)) {
+                return false;
             }
-            if (next < mDataEnd) {
+            if (block.mNext == 0) {
+                return true;
+            }
+            if (used != ISF_ENTRIES_PER_BLOCK) {
+                Problem(offset, "block with a successor uses only %u of its %u entries", used,
+                        ISF_ENTRIES_PER_BLOCK);
+            }
+            if (block.mNext < mDataEnd) {
                 Problem(offset + ISF_BLOCK_NEXT_OFFSET,
-                        "next block at %llu overlaps what comes before it (up to %llu)",
-                        static_cast<unsigned long long>(next), static_cast<unsigned long long>(mDataEnd));
-                return;
+                        "next block at %llu overlaps what comes before it (up to %llu)", Ull(block.mNext),
+                        Ull(mDataEnd));
+                return true;
             }
-            offset = next;
+            offset = block.mNext;
         }
     }
 
-    void ReadEntries(uint32_t blockIndex) {
-        sISFBlock& block = mFile.mBlocks[blockIndex];
+    bool ReadEntries(const sISFBlock& block, uint32_t& used) {
         const uint64_t recordsStart = block.mOffset + ISF_BLOCK_SIZE;
         mDataEnd = recordsStart;
         bool unused = false;
         for (uint32_t slot = 0; slot < ISF_ENTRIES_PER_BLOCK; ++slot) {
-            const uint64_t at = block.mOffset + static_cast<uint64_t>(slot) * ISF_ENTRY_SIZE;
-            const unsigned int flags = mBytes[at + ISF_ENTRY_FLAGS];
-            const uint64_t recordOffset = Get(at + ISF_ENTRY_RECORD_OFFSET, 4);
-            const uint64_t length = Get(at + ISF_ENTRY_LENGTH, 2);
+            const uint64_t at = block.mOffset + uint64_t{slot} * ISF_ENTRY_SIZE;
+            const unsigned char* entry = mBlock.data() + uint64_t{slot} * ISF_ENTRY_SIZE;
+            const unsigned int flags = entry[ISF_ENTRY_FLAGS];
+            const uint64_t recordOffset = GetLE(entry + ISF_ENTRY_RECORD_OFFSET, 4);
+            const uint64_t length = GetLE(entry + ISF_ENTRY_LENGTH, 2);
             if (flags == 0 && recordOffset == 0 && length == 0) {
                 unused = true;
                 continue;
@@ -120,16 +184,19 @@ private:
                 Problem(at, "entry %u has length 0", slot);
                 continue;
             }
-            ReadRecord(blockIndex, slot, at, flags, recordsStart + recordOffset, length);
-            ++block.mUsed;
+            ++used;
+            if (!ReadRecord(block, slot, at, flags, recordsStart + recordOffset, length)) {
+                return false;
+            }
         }
+        return true;
     }
 
-    void ReadRecord(uint32_t blockIndex, uint32_t slot, uint64_t entryAt, unsigned int flags, uint64_t record,
-                    uint64_t length) {
-        const sISFBlock& block = mFile.mBlocks[blockIndex];
+    bool ReadRecord(const sISFBlock& block, uint32_t slot, uint64_t entryAt, unsigned int flags,
+                    uint64_t record, uint64_t length) {
         sISFItem item{};
-        item.mBlock = blockIndex;
+        item.mIndex = mSummary.mItems;
+        item.mBlock = block.mIndex;
         item.mSlot = slot;
         item.mType = flags & ISF_FLAG_TYPE_MASK;
         item.mWidthCode = (flags & ISF_FLAG_WIDTH_MASK) >> ISF_FLAG_WIDTH_SHIFT;
@@ -140,27 +207,30 @@ private:
         if (record < mDataEnd) {
             Problem(entryAt,
                     "record of entry %u at %llu overlaps the previous record or block (ends at %llu)", slot,
-                    static_cast<unsigned long long>(record), static_cast<unsigned long long>(mDataEnd));
+                    Ull(record), Ull(mDataEnd));
         }
-        if (record > Size() || Size() - record < headerSize + length) {
+        if (!Fits(record, headerSize + length)) {
             Problem(entryAt, "record of entry %u at %llu (%llu bytes) runs past the end of the file", slot,
-                    static_cast<unsigned long long>(record),
-                    static_cast<unsigned long long>(headerSize + length));
-            mDataEnd = Size();
-            return;
+                    Ull(record), Ull(headerSize + length));
+            mDataEnd = mSize;
+            return true;
         }
-        item.mTimeField = Get(record, width);
+        const unsigned char* bytes = Span(record, headerSize + length);
+        if (bytes == nullptr) {
+            return false;
+        }
+        item.mTimeField = GetLE(bytes, width);
         if (item.mWidthCode == ISF_WIDTH_ABSOLUTE64) {
             item.mTimeMs = item.mTimeField;
         } else {
-            const uint64_t allOnes = (width == 4) ? 0xFFFFFFFFULL : ((1ULL << (8 * width)) - 1);
+            const uint64_t allOnes = (1ULL << (8 * width)) - 1;
             if (item.mTimeField == allOnes) {
                 Problem(record, "time delta holds the all-ones value of its %u-byte field", width);
             }
             item.mTimeMs = block.mBaseMs + item.mTimeField;
         }
         if (item.mHasAux) {
-            item.mAux = static_cast<uint32_t>(Get(record + width, 4));
+            item.mAux = static_cast<uint32_t>(GetLE(bytes + width, 4));
             if (item.mAux == ISF_NO_AUX) {
                 Problem(record + width, "auxiliary value holds the no-value marker");
             }
@@ -168,74 +238,216 @@ private:
             item.mAux = ISF_NO_AUX;
         }
         item.mPayloadOffset = record + headerSize;
-        item.mPayload.assign(mBytes.begin() + static_cast<long>(item.mPayloadOffset),
-                             mBytes.begin() + static_cast<long>(item.mPayloadOffset + length));
+        item.mPayload.mData = bytes + headerSize;
+        item.mPayload.mSize = static_cast<size_t>(length);
         mDataEnd = item.mPayloadOffset + length;
-        mFile.mItems.push_back(std::move(item));
+        ++mSummary.mItems;
+        return mVisitor.Item(item);
     }
 
     // What follows the last record: table and trailer of a closed file, or bytes of an unfinished write.
     void ReadEnd() {
-        const uint64_t rest = Size() > mDataEnd ? Size() - mDataEnd : 0;
-        const uint64_t blocks = mFile.mBlocks.size();
-        const bool trailerMagic =
-            rest >= ISF_TRAILER_SIZE &&
-            Get(Size() - ISF_TRAILER_SIZE + ISF_TRAILER_MAGIC_OFFSET, 4) == ISF_TRAILER_MAGIC;
-        if (!trailerMagic) {
-            Unindexed(Size() - rest);
+        const uint64_t rest = mSize > mDataEnd ? mSize - mDataEnd : 0;
+        const uint64_t blocks = mSummary.mBlocks;
+        uint64_t magic = 0;
+        if (rest >= ISF_TRAILER_SIZE && !Get(mSize - ISF_TRAILER_SIZE + ISF_TRAILER_MAGIC_OFFSET, 4, magic)) {
             return;
         }
-        mFile.mClosed = true;
-        const uint64_t trailer = Size() - ISF_TRAILER_SIZE;
-        mFile.mTrailerCount = static_cast<uint32_t>(Get(trailer + ISF_TRAILER_COUNT_OFFSET, 4));
+        if (magic != ISF_TRAILER_MAGIC) {
+            mSummary.mUnindexedBytes = rest;
+            mSummary.mUnindexedZero = TailIsZero(mSize - rest);
+            return;
+        }
+        mSummary.mClosed = true;
+        const uint64_t trailer = mSize - ISF_TRAILER_SIZE;
+        uint64_t zero = 0;
+        uint64_t count = 0;
+        if (!Get(trailer, 8, zero) || !Get(trailer + ISF_TRAILER_COUNT_OFFSET, 4, count)) {
+            return;
+        }
+        mSummary.mTrailerCount = static_cast<uint32_t>(count);
         if (rest != blocks * ISF_DESCRIPTOR_SIZE + ISF_TRAILER_SIZE) {
             Problem(mDataEnd,
                     "%llu bytes follow the last record; a table of %llu blocks and the trailer take %llu",
-                    static_cast<unsigned long long>(rest), static_cast<unsigned long long>(blocks),
-                    static_cast<unsigned long long>(blocks * ISF_DESCRIPTOR_SIZE + ISF_TRAILER_SIZE));
+                    Ull(rest), Ull(blocks), Ull(blocks * ISF_DESCRIPTOR_SIZE + ISF_TRAILER_SIZE));
             return;
         }
-        if (Get(trailer, 8) != 0) {
+        if (zero != 0) {
             Problem(trailer, "first trailer field is not zero");
         }
-        if (mFile.mTrailerCount != mFile.mItems.size()) {
-            Problem(trailer + ISF_TRAILER_COUNT_OFFSET, "trailer counts %u items, the index holds %zu",
-                    mFile.mTrailerCount, mFile.mItems.size());
+        if (mSummary.mTrailerCount != mSummary.mItems) {
+            Problem(trailer + ISF_TRAILER_COUNT_OFFSET, "trailer counts %u items, the index holds %llu",
+                    mSummary.mTrailerCount, Ull(mSummary.mItems));
         }
+        // The chain again, block by block beside the table: the walk above found it whole and rising.
+        uint64_t block = ISF_FIRST_BLOCK_OFFSET;
         for (uint64_t i = 0; i < blocks; ++i) {
             const uint64_t at = mDataEnd + i * ISF_DESCRIPTOR_SIZE;
-            const sISFBlock& block = mFile.mBlocks[i];
-            if (Get(at, 8) != block.mOffset || Get(at + 8, 8) != block.mBaseMs) {
-                Problem(at, "descriptor %llu says block %llu base %llu; the chain has block %llu base %llu",
-                        static_cast<unsigned long long>(i), static_cast<unsigned long long>(Get(at, 8)),
-                        static_cast<unsigned long long>(Get(at + 8, 8)),
-                        static_cast<unsigned long long>(block.mOffset),
-                        static_cast<unsigned long long>(block.mBaseMs));
+            uint64_t offset = 0, base = 0, chainBase = 0, next = 0;
+            if (!Get(at, 8, offset) || !Get(at + 8, 8, base) ||
+                !Get(block + ISF_BLOCK_BASE_TIME_OFFSET, 8, chainBase) ||
+                !Get(block + ISF_BLOCK_NEXT_OFFSET, 8, next)) {
+                return;
             }
+            if (offset != block || base != chainBase) {
+                Problem(at, "descriptor %llu says block %llu base %llu; the chain has block %llu base %llu",
+                        Ull(i), Ull(offset), Ull(base), Ull(block), Ull(chainBase));
+            }
+            block = next;
         }
     }
 
-    const std::vector<unsigned char>& mBytes;
-    sISFFile& mFile;
+    // True when every byte from `offset` to the end of the file is zero.
+    bool TailIsZero(uint64_t offset) {
+        const uint64_t kPiece = 1 << 20;
+        while (offset < mSize) {
+            const uint64_t size = std::min(kPiece, mSize - offset);
+            const unsigned char* bytes = Span(offset, size);
+            if (bytes == nullptr || !AllZero(bytes, size)) {
+                return false;
+            }
+            offset += size;
+        }
+        return true;
+    }
+
+    cISFReader& mReader;
+    const uint64_t mSize;
+    cISFVisitor& mVisitor;
+    std::vector<unsigned char> mBlock;  // the current index block
+    bool mFailed = false;               // a window could not be read
+    sISFSummary mSummary;
     uint64_t mDataEnd = ISF_HEADER_SIZE;  // end of the last block or record read
+    uint64_t mLastBlock = 0;              // offset of the last block read
 };
 
 }  // namespace
 
-sISFFile ReadISF(const std::vector<unsigned char>& bytes) {
-    sISFFile file;
-    cReader(bytes, file).Read();
-    return file;
+cISFReader::~cISFReader() {
+    Close();
 }
 
-sISFFile ReadISFFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        sISFFile file;
-        file.mProblems.push_back("cannot read " + path);
-        return file;
+void cISFReader::Close() {
+    if (mMapping != nullptr) {
+        munmap(mMapping, static_cast<size_t>(mSize));
+        mMapping = nullptr;
     }
-    const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
-                                           std::istreambuf_iterator<char>());
-    return ReadISF(bytes);
+    if (mFd >= 0) {
+        close(mFd);
+        mFd = -1;
+    }
+    mData = nullptr;
+    mSize = 0;
+    mWindowAt = mWindowSize = 0;
+}
+
+bool cISFReader::Open(const std::string& path, uint64_t window) {
+    Close();
+    mError.clear();
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    if (fd < 0 || fstat(fd, &status) != 0) {
+        mError = "cannot read " + path + ": " + strerror(errno);
+        if (fd >= 0) {
+            close(fd);
+        }
+        return false;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        mError = "cannot read " + path + ": not a regular file";
+        close(fd);
+        return false;
+    }
+    mFd = fd;
+    mSize = static_cast<uint64_t>(status.st_size);
+    mWindowLimit = window;
+    if (window == 0 && mSize != 0) {
+        void* mapping = mmap(nullptr, static_cast<size_t>(mSize), PROT_READ, MAP_SHARED, mFd, 0);
+        if (mapping == MAP_FAILED) {
+            mError = "cannot map " + path + ": " + strerror(errno);
+            Close();
+            return false;
+        }
+        mMapping = mapping;
+        mData = static_cast<const unsigned char*>(mapping);
+    } else {
+        // Read front to back: the kernel may read ahead far.
+        posix_fadvise(mFd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
+    return true;
+}
+
+void cISFReader::Use(const unsigned char* data, size_t size) {
+    Close();
+    mError.clear();
+    mData = data;
+    mSize = size;
+}
+
+const unsigned char* cISFReader::Span(uint64_t offset, uint64_t size) {
+    static const unsigned char kNothing = 0;
+    if (size == 0) {
+        return &kNothing;
+    }
+    if (mData != nullptr) {
+        return mData + offset;
+    }
+    if (offset >= mWindowAt && offset + size <= mWindowAt + mWindowSize) {
+        return mWindow.data() + (offset - mWindowAt);
+    }
+    if (mFd < 0) {
+        return nullptr;
+    }
+    // The window refilled from `offset`: in full when the walk goes on where the window ends, else (a jump,
+    // which only a damaged file makes) with little more than what is asked, so that entries pointing back
+    // and forth cost no full window each.
+    const uint64_t kJump = 64 << 10;
+    const bool onward = offset >= mWindowAt && offset <= mWindowAt + mWindowSize;
+    const uint64_t length = std::min(mSize - offset, std::max(onward ? mWindowLimit : kJump, size));
+    if (mWindow.size() < length) {
+        mWindow.clear();
+        mWindow.shrink_to_fit();
+        mWindow.resize(static_cast<size_t>(length));
+    }
+    mWindowAt = offset;
+    mWindowSize = 0;
+    while (mWindowSize < length) {
+        const ssize_t got =
+            pread(mFd, mWindow.data() + mWindowSize, static_cast<size_t>(length - mWindowSize),
+                  static_cast<off_t>(offset + mWindowSize));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            mError = got < 0 ? strerror(errno) : "the file became shorter while it was read";
+            break;
+        }
+        mWindowSize += static_cast<uint64_t>(got);
+    }
+    return mWindowSize >= size ? mWindow.data() : nullptr;
+}
+
+bool cISFReader::Read(uint64_t offset, unsigned char* out, size_t size) {
+    if (mData != nullptr || (offset >= mWindowAt && offset + size <= mWindowAt + mWindowSize)) {
+        const unsigned char* bytes = Span(offset, size);
+        memcpy(out, bytes, size);
+        return true;
+    }
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = pread(mFd, out + done, size - done, static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            mError = got < 0 ? strerror(errno) : "the file became shorter while it was read";
+            return false;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return true;
+}
+
+sISFSummary cISFReader::Walk(cISFVisitor& visitor) {
+    return cWalk(*this, visitor).Run();
 }

@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
     CLI::App* recordCommand =
         app.add_subcommand("record",
                            "Record a raw diagnostic stream (HDLC frames) into an ISF file; "
-                           "SIGINT or SIGTERM ends the recording cleanly");
+                           "SIGINT, SIGTERM, SIGHUP or SIGQUIT ends the recording cleanly");
     recordCommand
         ->add_option("IN", record.mInput,
                      "the stream: a file, a FIFO or character device, or - for "
@@ -91,7 +91,9 @@ int main(int argc, char** argv) {
     verifyCommand->add_option("FILE", verify.mPath, "the ISF file")->required();
     verifyCommand->add_flag(
         "--allow-unclosed", verify.mAllowUnclosed,
-        "accept a file without table and trailer when it is consistent up to its last item");
+        "accept a file without table and trailer when it is consistent up to its last item (zero bytes may "
+        "follow it)");
+    verifyCommand->add_flag("--all", verify.mAll, "list every problem, not only the first 20");
 
     std::string pcapIn;
     std::string pcapOut;

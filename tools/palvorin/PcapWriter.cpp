@@ -2,11 +2,14 @@
 
 #include <pcap/pcap.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
-const int kSnapLength = 262144;  // larger than any diagnostic packet
+const int kSnapLength = 262144;      // larger than any diagnostic packet
+const size_t kBufferSize = 1 << 20;  // records are small: write them out in large pieces
 
 }  // namespace
 
@@ -22,9 +25,17 @@ bool cPcapWriter::Open(const std::string& path, int linkType) {
         mError = "cannot set up the pcap writer";
         return false;
     }
-    mDumper = pcap_dump_open(mDead, path.c_str());
+    // The file is opened here so that its buffer can be set before libpcap writes the file header.
+    FILE* file = fopen(path.c_str(), "wb");
+    if (file != nullptr) {
+        setvbuf(file, nullptr, _IOFBF, kBufferSize);
+        mDumper = pcap_dump_fopen(mDead, file);
+    }
     if (mDumper == nullptr) {
-        mError = pcap_geterr(mDead);
+        mError = file == nullptr ? path + ": " + strerror(errno) : std::string(pcap_geterr(mDead));
+        if (file != nullptr) {
+            fclose(file);
+        }
         pcap_close(mDead);
         mDead = nullptr;
         return false;

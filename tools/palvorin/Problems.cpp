@@ -1,6 +1,6 @@
 #include "tools/palvorin/Problems.h"
 
-#include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 
 namespace {
@@ -10,13 +10,19 @@ const size_t kShown = 5;
 
 }  // namespace
 
-void ReportProblems(const std::string& path, const std::vector<std::string>& problems) {
-    const size_t shown = std::min(problems.size(), kShown);
-    for (size_t i = 0; i < shown; ++i) {
-        fprintf(stderr, "palvorin: %s: %s\n", path.c_str(), problems[i].c_str());
+void sProblemList::Add(const std::string& problem) {
+    if (mFirst.size() < kShown) {
+        mFirst.push_back(problem);
     }
-    if (shown < problems.size()) {
-        fprintf(stderr, "palvorin: %s: ... %zu more problems (palvorin verify lists them)\n", path.c_str(),
-                problems.size() - shown);
+    ++mCount;
+}
+
+void ReportProblems(const std::string& path, const sProblemList& problems) {
+    for (const std::string& problem : problems.mFirst) {
+        fprintf(stderr, "palvorin: %s: %s\n", path.c_str(), problem.c_str());
+    }
+    if (problems.mFirst.size() < problems.mCount) {
+        fprintf(stderr, "palvorin: %s: ... %" PRIu64 " more problems (palvorin verify lists them)\n",
+                path.c_str(), problems.mCount - problems.mFirst.size());
     }
 }

@@ -1,4 +1,4 @@
-// palvorin record: a raw diagnostic stream into an ISF file, until the end of the input or SIGINT/SIGTERM.
+// palvorin record: a raw diagnostic stream into an ISF file, until the end of the input or a stop signal.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -81,7 +81,7 @@ int RunRecord(const sRecordOptions& options) {
         return 1;
     }
 
-    cStopSignals signals({SIGINT, SIGTERM});
+    cStopSignals signals({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
     cRawTerminal terminal(input);
     cStoreSink sink(recording.Store(), ClockOf(options), live.get());
     int result = 0;

@@ -1,11 +1,12 @@
 // palvorin verify: the reader's checks of the structure, and the ones a writer's layout adds: records
 // follow one another without gaps, each record's time field has the width the writer chooses, item
-// types are ones the store assigns, and the file was closed.
+// types are ones the store assigns, the file holds at least the tool-version record, and it was closed.
+// The file is walked once, item by item; nothing is kept per item.
 
-#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "tools/ISFReader.h"
 #include "tools/palvorin/Commands.h"
@@ -31,71 +32,138 @@ unsigned int ExpectedWidth(uint64_t timeMs, uint64_t baseMs) {
                                       : ISF_WIDTH_ABSOLUTE64;
 }
 
-void CheckLayout(const sISFFile& file, std::vector<std::string>& problems) {
-    uint64_t end = 0;  // where the next record (or block) is expected
-    uint32_t block = UINT32_MAX;
-    for (const sISFItem& item : file.mItems) {
-        if (item.mBlock != block) {
-            if (block != UINT32_MAX && item.mBlock < file.mBlocks.size() &&
-                file.mBlocks[item.mBlock].mOffset != end) {
-                problems.push_back(At(end, std::to_string(file.mBlocks[item.mBlock].mOffset - end) +
-                                               " bytes between the last record and the next index block"));
-            }
-            block = item.mBlock;
-            end = file.mBlocks[block].mOffset + ISF_BLOCK_SIZE;
+// The problems of a file: with --all printed as they are found, else the first few kept and printed at the
+// end, after those that concern the whole file.
+class cReport {
+public:
+    cReport(const std::string& path, bool all) : mPath(path), mAll(all) {}
+    void Add(const std::string& text) {
+        if (mAll) {
+            printf("%s: %s\n", mPath.c_str(), text.c_str());
+        } else if (mShown.size() < kShownProblems) {
+            mShown.push_back(text);
         }
-        const uint64_t entryAt = file.mBlocks[block].mOffset + uint64_t{item.mSlot} * ISF_ENTRY_SIZE;
-        if (item.mRecordOffset > end) {
-            problems.push_back(At(entryAt, "record of entry " + std::to_string(item.mSlot) + " starts " +
-                                               std::to_string(item.mRecordOffset - end) +
-                                               " bytes after the previous one ends"));
+        ++mCount;
+    }
+    // A problem of the whole file, found after the walk: shown first.
+    void AddFirst(const std::string& text) {
+        if (mAll) {
+            Add(text);
+            return;
+        }
+        mShown.insert(mShown.begin(), text);
+        if (mShown.size() > kShownProblems) {
+            mShown.pop_back();
+        }
+        ++mCount;
+    }
+    // Returns the exit status.
+    int End() const {
+        for (const std::string& text : mShown) {
+            printf("%s: %s\n", mPath.c_str(), text.c_str());
+        }
+        if (!mAll && mCount > mShown.size()) {
+            printf("%s: ... %zu more (--all lists them)\n", mPath.c_str(), mCount - mShown.size());
+        }
+        printf("%s: %zu problem%s\n", mPath.c_str(), mCount, mCount == 1 ? "" : "s");
+        return 1;
+    }
+    size_t Count() const { return mCount; }
+
+private:
+    const std::string& mPath;
+    const bool mAll;
+    std::vector<std::string> mShown;
+    size_t mCount = 0;
+};
+
+// The layout checks, item by item beside the reader's own.
+class cLayout : public cISFVisitor {
+public:
+    explicit cLayout(cReport& report) : mReport(report) {}
+
+    void Block(const sISFBlock& block) override {
+        if (block.mIndex != 0 && block.mOffset > mEnd) {
+            mReport.Add(At(mEnd, std::to_string(block.mOffset - mEnd) +
+                                     " bytes between the last record and the next index block"));
+        }
+        mBlock = block;
+        mEnd = block.mOffset + ISF_BLOCK_SIZE;
+    }
+
+    bool Item(const sISFItem& item) override {
+        const uint64_t entryAt = mBlock.mOffset + uint64_t{item.mSlot} * ISF_ENTRY_SIZE;
+        const auto entry = [&item] { return "entry " + std::to_string(item.mSlot); };
+        if (item.mRecordOffset > mEnd) {
+            mReport.Add(
+                At(entryAt, "record of " + entry() + " starts " + std::to_string(item.mRecordOffset - mEnd) +
+                                " bytes after the " +
+                                (mEnd == mBlock.mOffset + ISF_BLOCK_SIZE ? "index block" : "previous one") +
+                                " ends"));
         }
         if (!IsKnownItemType(item.mType)) {
-            problems.push_back(At(entryAt, "entry " + std::to_string(item.mSlot) + " has item type " +
-                                               std::to_string(item.mType) + ", which no item is given"));
+            mReport.Add(At(entryAt, entry() + " has item type " + std::to_string(item.mType) +
+                                        ", which no item is given"));
         }
-        const unsigned int width = ExpectedWidth(item.mTimeMs, file.mBlocks[block].mBaseMs);
+        const unsigned int width = ExpectedWidth(item.mTimeMs, mBlock.mBaseMs);
         if (item.mWidthCode != width) {
-            problems.push_back(At(entryAt, "entry " + std::to_string(item.mSlot) + " has time width code " +
-                                               std::to_string(item.mWidthCode) + " where the writer uses " +
-                                               std::to_string(width)));
+            mReport.Add(At(entryAt, entry() + " has time width code " + std::to_string(item.mWidthCode) +
+                                        " where the writer uses " + std::to_string(width)));
         }
-        end = item.mPayloadOffset + item.mPayload.size();
+        mEnd = item.mPayloadOffset + item.mPayload.size();
+        mLastItemBlock = item.mBlock;
+        return true;
     }
-    if (!file.mItems.empty() && file.mItems.back().mBlock + 1 < file.mBlocks.size()) {
-        problems.push_back(At(file.mBlocks.back().mOffset, "index block without any item"));
+
+    void Problem(const std::string& text) override { mReport.Add(text); }
+
+    // After the walk: a last block that no item uses.
+    void End(const sISFSummary& summary) {
+        if (summary.mItems != 0 && mLastItemBlock + 1 < summary.mBlocks) {
+            mReport.Add(At(mBlock.mOffset, "index block without any item"));
+        }
     }
-}
+
+private:
+    cReport& mReport;
+    sISFBlock mBlock{};
+    uint64_t mEnd = 0;            // where the next record (or block) is expected
+    uint32_t mLastItemBlock = 0;  // block of the last item read
+};
 
 }  // namespace
 
 int RunVerify(const sVerifyOptions& options) {
-    const sISFFile file = ReadISFFile(options.mPath);
-    // What concerns the whole file first, then the problems in file order.
-    std::vector<std::string> problems;
-    if (!file.mClosed && !options.mAllowUnclosed && !file.mBlocks.empty()) {
-        problems.push_back("no index-block table and trailer: the file was not closed");
+    cISFReader reader;
+    if (!reader.Open(options.mPath)) {
+        printf("%s: %s\n", options.mPath.c_str(), reader.Error().c_str());
+        return 1;
     }
-    if (!file.mClosed && file.mUnindexedBytes != 0) {
-        problems.push_back(std::to_string(file.mUnindexedBytes) +
-                           " bytes at the end that no index entry covers (a write cut short)");
+    cReport report(options.mPath, options.mAll);
+    cLayout layout(report);
+    const sISFSummary file = reader.Walk(layout);
+    layout.End(file);
+    // What concerns the whole file goes before the problems in file order.
+    if (!file.mClosed && file.mUnindexedBytes != 0 && !file.mUnindexedZero) {
+        report.AddFirst(std::to_string(file.mUnindexedBytes) +
+                        " bytes at the end that no index entry covers, not all zero (a write cut short)");
     }
-    problems.insert(problems.end(), file.mProblems.begin(), file.mProblems.end());
-    CheckLayout(file, problems);
-    if (problems.empty()) {
-        printf("%s: consistent: %zu items in %zu index block%s, %s\n", options.mPath.c_str(),
-               file.mItems.size(), file.mBlocks.size(), file.mBlocks.size() == 1 ? "" : "s",
-               file.mClosed ? "closed with its table and trailer" : "not closed");
-        return 0;
+    if (!file.mClosed && !options.mAllowUnclosed && file.mBlocks != 0) {
+        report.AddFirst("no index-block table and trailer: the file was not closed");
     }
-    // A cut file has a problem per entry beyond the cut: the first ones tell where it went wrong.
-    const size_t shown = options.mAll ? problems.size() : std::min<size_t>(problems.size(), kShownProblems);
-    for (size_t i = 0; i < shown; ++i) {
-        printf("%s: %s\n", options.mPath.c_str(), problems[i].c_str());
+    if (reader.Size() == 0) {
+        report.AddFirst("empty file: not even the header");
+    } else if (file.mItems == 0 && file.mProblems == 0) {
+        report.AddFirst("no items: not even the tool-version record that every file begins with");
     }
-    if (shown < problems.size()) {
-        printf("%s: ... %zu more (--all lists them)\n", options.mPath.c_str(), problems.size() - shown);
+    if (report.Count() != 0) {
+        return report.End();
     }
-    printf("%s: %zu problem%s\n", options.mPath.c_str(), problems.size(), problems.size() == 1 ? "" : "s");
-    return 1;
+    printf("%s: consistent: %" PRIu64 " items in %" PRIu64 " index block%s, %s\n", options.mPath.c_str(),
+           file.mItems, file.mBlocks, file.mBlocks == 1 ? "" : "s",
+           file.mClosed ? "closed with its table and trailer"
+           : file.mUnindexedBytes != 0
+               ? ("not closed, followed by " + std::to_string(file.mUnindexedBytes) + " zero bytes").c_str()
+               : "not closed");
+    return 0;
 }
