@@ -340,13 +340,5 @@ int RunCapture(const sCaptureOptions& options) {
     }
     // What was read before the end is written; a frame cut there is counted as unclosed.
     recording.Flush(sink);
-    std::string note;
-    if (StopSignal() != 0) {
-        note = std::string("stopped by ") + SignalName(StopSignal());
-    }
-    result = recording.Close(result, note.empty() ? nullptr : note.c_str());
-    if (live) {
-        live->Summary();
-    }
-    return result;
+    return recording.Close(result, live.get());
 }

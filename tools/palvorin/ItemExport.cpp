@@ -19,38 +19,65 @@ bool cItemExport::Item(const unsigned char* payload, size_t size, unsigned int t
     uint32_t subscription = 0;
     const bool wrapped = UnwrapMultiSIM(payload, size, inner, innerSize, subscription);
     if (size == 0 || (!wrapped && payload[0] != DIAG_CMD_LOG)) {
-        ++mSkipped[std::string("not a log packet: ") + ItemTypeName(type) + " items"];
+        ++mNotALog[type % kItemTypes];
         return true;
     }
     sOTAMessage message;
     const eOTAExtractStatus status = mExtractor.Extract(payload, size, message);
-    if (status == OTA_EXTRACT_SEGMENT_HELD) {
-        ++mSkipped[kHeldReason];
-        return true;
-    }
     if (status != OTA_EXTRACT_MESSAGE) {
-        ++mSkipped[std::string("log packets: ") + OTAExtractStatusName(status)];
+        ++mByStatus[status];
         return true;
     }
     const eExportRoute route = BuildExportRecord(message, mRecord);
     if (route == EXPORT_NONE) {
-        ++mSkipped[std::string("no decoder for ") + OTAMessageKindName(message)];
+        ++mNoDecoder[OTAMessageKindName(message)];
         return true;
     }
     ++mExported;
     mThroughGSMTAP += route == EXPORT_GSMTAP ? 1 : 0;
-    ++mExportedByKind[OTAMessageKindName(message)];
+    ++mByKind[OTAMessageKindName(message)];
     return mWriter.Write(time, mRecord.data(), mRecord.size());
 }
 
 void cItemExport::Finish() {
     const unsigned int held = mExtractor.HeldPieces();
     if (held != 0) {
-        mSkipped[kHeldReason] -= held;
-        mSkipped[std::string("log packets: ") + OTAExtractStatusName(OTA_EXTRACT_SEGMENTS_INCOMPLETE)] +=
-            held;
+        mByStatus[OTA_EXTRACT_SEGMENT_HELD] -= held;
+        mByStatus[OTA_EXTRACT_SEGMENTS_INCOMPLETE] += held;
         mExtractor.Reset();
     }
+}
+
+std::map<std::string, uint64_t> cItemExport::ExportedByKind() const {
+    std::map<std::string, uint64_t> kinds;
+    for (const auto& entry : mByKind) {
+        kinds[entry.first] += entry.second;
+    }
+    return kinds;
+}
+
+std::map<std::string, uint64_t> cItemExport::Skipped() const {
+    std::map<std::string, uint64_t> skipped;
+    for (unsigned int type = 0; type < kItemTypes; ++type) {
+        if (mNotALog[type] != 0) {
+            skipped[std::string("not a log packet: ") + ItemTypeName(type) + " items"] += mNotALog[type];
+        }
+    }
+    for (unsigned int status = 0; status < OTA_EXTRACT_STATUS_COUNT; ++status) {
+        if (mByStatus[status] == 0) {
+            continue;
+        }
+        if (status == OTA_EXTRACT_SEGMENT_HELD) {
+            skipped[kHeldReason] += mByStatus[status];
+        } else {
+            skipped[std::string("log packets: ") +
+                    OTAExtractStatusName(static_cast<eOTAExtractStatus>(status))] += mByStatus[status];
+        }
+    }
+    for (const auto& entry : mNoDecoder) {
+        skipped[std::string("no decoder for ") + entry.first] += entry.second;
+    }
+    return skipped;
 }
 
 void cItemExport::Summary(FILE* out) const {
@@ -59,13 +86,11 @@ void cItemExport::Summary(FILE* out) const {
             "  exported         %" PRIu64 " messages (%" PRIu64 " as GSMTAP, %" PRIu64
             " to a dissector by name)\n",
             mExported, mThroughGSMTAP, mExported - mThroughGSMTAP);
-    for (const auto& entry : mExportedByKind) {
+    for (const auto& entry : ExportedByKind()) {
         fprintf(out, "    %-40s %" PRIu64 "\n", entry.first.c_str(), entry.second);
     }
     fprintf(out, "  skipped          %" PRIu64 " items\n", mItems - mExported);
-    for (const auto& entry : mSkipped) {
-        if (entry.second != 0) {
-            fprintf(out, "    %-60s %" PRIu64 "\n", entry.first.c_str(), entry.second);
-        }
+    for (const auto& entry : Skipped()) {
+        fprintf(out, "    %-60s %" PRIu64 "\n", entry.first.c_str(), entry.second);
     }
 }

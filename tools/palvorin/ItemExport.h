@@ -26,14 +26,24 @@ public:
     // The account, one line each: exported kinds, then skipped reasons.
     void Summary(FILE* out) const;
 
+    // Exported messages per kind and skipped items per reason, named as Summary prints them.
+    std::map<std::string, uint64_t> ExportedByKind() const;
+    std::map<std::string, uint64_t> Skipped() const;
+
     uint64_t mItems = 0;
     uint64_t mExported = 0;
     uint64_t mThroughGSMTAP = 0;  // of mExported: GSMTAP packets; the rest went to a dissector by name
-    std::map<std::string, uint64_t> mExportedByKind;
-    std::map<std::string, uint64_t> mSkipped;  // items per reason
 
 private:
+    static const unsigned int kItemTypes = 32;  // the 5-bit item type of an index entry
+
     cPcapWriter& mWriter;
     cOTAExtractor mExtractor;
     std::vector<unsigned char> mRecord;
+    // Counted per item by fixed names (the kind and status names are constant strings), so that no text
+    // is built for an item: the names are put together for the summary only.
+    std::map<const char*, uint64_t> mByKind;
+    std::map<const char*, uint64_t> mNoDecoder;  // per kind name
+    uint64_t mByStatus[OTA_EXTRACT_STATUS_COUNT] = {};
+    uint64_t mNotALog[kItemTypes] = {};  // per item type
 };

@@ -107,13 +107,5 @@ int RunRecord(const sRecordOptions& options) {
     if (input != STDIN_FILENO) {
         close(input);
     }
-    std::string note;
-    if (StopSignal() != 0) {
-        note = std::string("stopped by ") + SignalName(StopSignal());
-    }
-    result = recording.Close(result, note.empty() ? nullptr : note.c_str());
-    if (live) {
-        live->Summary();
-    }
-    return result;
+    return recording.Close(result, live.get());
 }

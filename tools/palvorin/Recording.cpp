@@ -178,7 +178,7 @@ void cRecording::ShowProgress(double now) {
             mStore->mItems, elapsed > 0 ? static_cast<double>(mDecoder->mBytes) / 1e6 / elapsed : 0.0);
 }
 
-int cRecording::Close(int result, const char* note) {
+int cRecording::Close(int result, const cGSMTAPSender* live) {
     mStore->CloseFileStore();
     const double now = Seconds();
     const double elapsed = now - mStart;
@@ -191,8 +191,8 @@ int cRecording::Close(int result, const char* note) {
                 mOutput.c_str());
         result = 1;
     }
-    if (note != nullptr) {
-        printf("%s\n", note);
+    if (StopSignal() != 0) {
+        printf("stopped by %s\n", SignalName(StopSignal()));
     }
     const cFrameDecoder& decoder = *mDecoder;
     const cCountingStore& store = *mStore;
@@ -216,5 +216,8 @@ int cRecording::Close(int result, const char* note) {
     const double seconds = elapsed > 1e-6 ? elapsed : 1e-6;
     printf("  elapsed          %.3f s, %.1f MB/s, %.0f items/s\n", elapsed,
            static_cast<double>(decoder.mBytes) / 1e6 / seconds, static_cast<double>(store.mItems) / seconds);
+    if (live != nullptr) {
+        live->Summary();
+    }
     return result;
 }

@@ -84,8 +84,9 @@ public:
     // counts as unclosed.
     void Flush(cStoreSink& sink);
     // Closes the file, ends the progress line, checks that the table and trailer were written, prints the
-    // summary (and `note` before it when not null). Returns `result`, or 1 when closing failed.
-    int Close(int result, const char* note);
+    // summary (after the stop signal's name, if one came) and that of `live` (may be null). Returns
+    // `result`, or 1 when closing failed.
+    int Close(int result, const cGSMTAPSender* live);
 
     cCountingStore& Store() { return *mStore; }
     const cFrameDecoder& Decoder() const { return *mDecoder; }
