@@ -289,9 +289,15 @@ eExportRoute BuildExportRecord(const sOTAMessage& message, std::vector<unsigned 
     out.clear();
     const sRoute route = RouteOf(message);
     if (route.mGSMTAP && (route.mDissector == nullptr || FitsARFCN(message))) {
-        PutTag(out, kTagDissectorTableName, "udp.port");
-        PutTag(out, kTagDissectorTableValue, uint32_t{GSMTAP_UDP_PORT});
-        PutTag(out, kTagEnd, nullptr, 0);
+        // The tags that hand a record to GSMTAP's UDP port are the same for every GSMTAP record.
+        static const std::vector<unsigned char> kGSMTAPTags = [] {
+            std::vector<unsigned char> tags;
+            PutTag(tags, kTagDissectorTableName, "udp.port");
+            PutTag(tags, kTagDissectorTableValue, uint32_t{GSMTAP_UDP_PORT});
+            PutTag(tags, kTagEnd, nullptr, 0);
+            return tags;
+        }();
+        out.assign(kGSMTAPTags.begin(), kGSMTAPTags.end());
         AppendGSMTAP(route, message, out);
         return EXPORT_GSMTAP;
     }
