@@ -1,5 +1,6 @@
 #include "ota/OTAExtractor.h"
 
+#include <algorithm>
 #include <new>
 
 #include "diag/WireFormat.h"
@@ -47,25 +48,25 @@ eOTAExtractStatus WCDMARRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments*
     return ExtractWCDMARRC(p, out);
 }
 
-// The log codes that carry a signalling message; every other code is not signalling.
-const struct {
+// The log codes that carry a signalling message, in ascending order (looked up by binary search: most
+// logs of a stream are not signalling, and a scan would walk the whole table for each); every other code
+// is not signalling.
+const struct sCode {
     uint16_t mCode;
     fFamily mFamily;
 } kCodes[] = {
-    {0xB0C0, LTERRC},  {0xB0E0, NAS},     {0xB0E1, NAS},     {0xB0E2, NAS},      {0xB0E3, NAS},
-    {0xB0EA, NAS},     {0xB0EB, NAS},     {0xB0EC, NAS},     {0xB0ED, NAS},      {0xB821, NRRRC},
-    {0xB800, NAS},     {0xB801, NAS},     {0xB808, NAS},     {0xB809, NAS},      {0xB80A, NAS},
-    {0xB80B, NAS},     {0xB814, NAS},     {0x512F, GSMRR},   {0x5B2F, GSMRR},    {0x5226, GPRSMAC},
-    {0x5230, GPRSGMM}, {0x713A, UMTSNAS}, {0x7B3A, UMTSNAS}, {0x412F, WCDMARRC},
+    {0x412F, WCDMARRC}, {0x512F, GSMRR},   {0x5226, GPRSMAC}, {0x5230, GPRSGMM}, {0x5B2F, GSMRR},
+    {0x713A, UMTSNAS},  {0x7B3A, UMTSNAS}, {0xB0C0, LTERRC},  {0xB0E0, NAS},     {0xB0E1, NAS},
+    {0xB0E2, NAS},      {0xB0E3, NAS},     {0xB0EA, NAS},     {0xB0EB, NAS},     {0xB0EC, NAS},
+    {0xB0ED, NAS},      {0xB800, NAS},     {0xB801, NAS},     {0xB808, NAS},     {0xB809, NAS},
+    {0xB80A, NAS},      {0xB80B, NAS},     {0xB814, NAS},     {0xB821, NRRRC},
 };
 
 fFamily FamilyOf(unsigned int code) {
-    for (const auto& entry : kCodes) {
-        if (entry.mCode == code) {
-            return entry.mFamily;
-        }
-    }
-    return nullptr;
+    const sCode* end = kCodes + sizeof kCodes / sizeof kCodes[0];
+    const sCode* found = std::lower_bound(kCodes, end, code,
+                                          [](const sCode& entry, unsigned int c) { return entry.mCode < c; });
+    return found != end && found->mCode == code ? found->mFamily : nullptr;
 }
 
 // Everything but what the log header and wrapper gave goes back to its default.
