@@ -23,31 +23,6 @@ const size_t kMultiSIMHeaderSize = 8;
 
 using fFamily = eOTAExtractStatus (*)(const sOTAPayload&, sOTAMessage&, cOTASegments*);
 
-eOTAExtractStatus LTERRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments* s) {
-    return ExtractLTERRC(p, out, s);
-}
-eOTAExtractStatus NRRRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments* s) {
-    return ExtractNRRRC(p, out, s);
-}
-eOTAExtractStatus NAS(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractNAS(p, out);
-}
-eOTAExtractStatus GSMRR(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractGSMRR(p, out);
-}
-eOTAExtractStatus GPRSMAC(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractGPRSMAC(p, out);
-}
-eOTAExtractStatus GPRSGMM(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractGPRSGMM(p, out);
-}
-eOTAExtractStatus UMTSNAS(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractUMTSNAS(p, out);
-}
-eOTAExtractStatus WCDMARRC(const sOTAPayload& p, sOTAMessage& out, cOTASegments*) {
-    return ExtractWCDMARRC(p, out);
-}
-
 // The log codes that carry a signalling message, in ascending order (looked up by binary search: most
 // logs of a stream are not signalling, and a scan would walk the whole table for each); every other code
 // is not signalling.
@@ -55,11 +30,12 @@ const struct sCode {
     uint16_t mCode;
     fFamily mFamily;
 } kCodes[] = {
-    {0x412F, WCDMARRC}, {0x512F, GSMRR},   {0x5226, GPRSMAC}, {0x5230, GPRSGMM}, {0x5B2F, GSMRR},
-    {0x713A, UMTSNAS},  {0x7B3A, UMTSNAS}, {0xB0C0, LTERRC},  {0xB0E0, NAS},     {0xB0E1, NAS},
-    {0xB0E2, NAS},      {0xB0E3, NAS},     {0xB0EA, NAS},     {0xB0EB, NAS},     {0xB0EC, NAS},
-    {0xB0ED, NAS},      {0xB800, NAS},     {0xB801, NAS},     {0xB808, NAS},     {0xB809, NAS},
-    {0xB80A, NAS},      {0xB80B, NAS},     {0xB814, NAS},     {0xB821, NRRRC},
+    {0x412F, ExtractWCDMARRC}, {0x512F, ExtractGSMRR},   {0x5226, ExtractGPRSMAC}, {0x5230, ExtractGPRSGMM},
+    {0x5B2F, ExtractGSMRR},    {0x713A, ExtractUMTSNAS}, {0x7B3A, ExtractUMTSNAS}, {0xB0C0, ExtractLTERRC},
+    {0xB0E0, ExtractNAS},      {0xB0E1, ExtractNAS},     {0xB0E2, ExtractNAS},     {0xB0E3, ExtractNAS},
+    {0xB0EA, ExtractNAS},      {0xB0EB, ExtractNAS},     {0xB0EC, ExtractNAS},     {0xB0ED, ExtractNAS},
+    {0xB800, ExtractNAS},      {0xB801, ExtractNAS},     {0xB808, ExtractNAS},     {0xB809, ExtractNAS},
+    {0xB80A, ExtractNAS},      {0xB80B, ExtractNAS},     {0xB814, ExtractNAS},     {0xB821, ExtractNRRRC},
 };
 
 fFamily FamilyOf(unsigned int code) {

@@ -40,15 +40,16 @@ inline bool SetMessage(const sOTAPayload& payload, size_t offset, size_t length,
 }
 
 // The family readers. Each fills `out` (whose log code, timestamp and subscription are already set) from
-// the payload of a log of one of its codes and returns the status.
+// the payload of a log of one of its codes and returns the status. All share one signature so that the
+// code table can point at them; only the RRC readers use `segments` (the extractor's held pieces, or null).
 eOTAExtractStatus ExtractLTERRC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
 eOTAExtractStatus ExtractNRRRC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
-eOTAExtractStatus ExtractNAS(const sOTAPayload& payload, sOTAMessage& out);
-eOTAExtractStatus ExtractGSMRR(const sOTAPayload& payload, sOTAMessage& out);
-eOTAExtractStatus ExtractGPRSMAC(const sOTAPayload& payload, sOTAMessage& out);
-eOTAExtractStatus ExtractGPRSGMM(const sOTAPayload& payload, sOTAMessage& out);
-eOTAExtractStatus ExtractUMTSNAS(const sOTAPayload& payload, sOTAMessage& out);
-eOTAExtractStatus ExtractWCDMARRC(const sOTAPayload& payload, sOTAMessage& out);
+eOTAExtractStatus ExtractNAS(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
+eOTAExtractStatus ExtractGSMRR(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
+eOTAExtractStatus ExtractGPRSMAC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
+eOTAExtractStatus ExtractGPRSGMM(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
+eOTAExtractStatus ExtractUMTSNAS(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
+eOTAExtractStatus ExtractWCDMARRC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments* segments);
 
 // The RRC logs of LTE (0xB0C0) and NR (0xB821) share one shape: a header of radio context fields at
 // offsets that move from version to version, a PDU number that a per-version table turns into a channel,

@@ -41,7 +41,7 @@ eOTAExtractStatus ExtractChannelTypeLength(const sOTAPayload& payload, size_t at
 
 }  // namespace
 
-eOTAExtractStatus ExtractGSMRR(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractGSMRR(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     const size_t at = payload.mCode == kGSMRRDualSIM ? 1 : 0;
     if (at != 0 && !ReadSubscription(payload, out)) {
         return OTA_EXTRACT_BAD_LENGTH;
@@ -60,7 +60,7 @@ eOTAExtractStatus ExtractGSMRR(const sOTAPayload& payload, sOTAMessage& out) {
 }
 
 // Nothing says the payload ends with the message: the length slices it, as for 0x5230.
-eOTAExtractStatus ExtractGPRSMAC(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractGPRSMAC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     uint32_t channel = 0;
     const eOTAExtractStatus status = ExtractChannelTypeLength(payload, 0, false, channel, out);
     if (status != OTA_EXTRACT_MESSAGE) {
@@ -75,7 +75,7 @@ eOTAExtractStatus ExtractGPRSMAC(const sOTAPayload& payload, sOTAMessage& out) {
 }
 
 // Direction 0 is uplink here, the opposite of 0x713A. The bytes after the message are not part of it.
-eOTAExtractStatus ExtractGPRSGMM(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractGPRSGMM(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     uint32_t direction = 0, length = 0;
     if (!ReadField(payload, 0, 1, direction) || !ReadField(payload, 2, 2, length) ||
         !SetMessage(payload, 4, length, out)) {
@@ -90,7 +90,7 @@ eOTAExtractStatus ExtractGPRSGMM(const sOTAPayload& payload, sOTAMessage& out) {
 }
 
 // Direction 0 is downlink (to the handset), 1 uplink.
-eOTAExtractStatus ExtractUMTSNAS(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractUMTSNAS(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     const size_t at = payload.mCode == kUMTSNASDualSIM ? 1 : 0;
     if (at != 0 && !ReadSubscription(payload, out)) {
         return OTA_EXTRACT_BAD_LENGTH;

@@ -40,7 +40,7 @@ const unsigned int kReleaseBytes = 3;
 
 }  // namespace
 
-eOTAExtractStatus ExtractNAS(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractNAS(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     const sNASCode* code = nullptr;
     for (const sNASCode& candidate : kCodes) {
         code = candidate.mCode == payload.mCode ? &candidate : code;

@@ -51,7 +51,7 @@ bool BlockType(eBlockType numbering, uint32_t logged, uint8_t& sibType) {
 
 }  // namespace
 
-eOTAExtractStatus ExtractWCDMARRC(const sOTAPayload& payload, sOTAMessage& out) {
+eOTAExtractStatus ExtractWCDMARRC(const sOTAPayload& payload, sOTAMessage& out, cOTASegments*) {
     uint32_t channel = 0, length = 0;
     if (!ReadField(payload, 0, 1, channel) || !ReadField(payload, 2, 2, length)) {
         return OTA_EXTRACT_BAD_LENGTH;
