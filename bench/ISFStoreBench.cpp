@@ -13,7 +13,7 @@
 
 #include "jni/ISFMappedStream.h"
 #include "jni/ISFStore.h"
-#include "tools/ISFReadAll.h"
+#include "reader/ISFReadAll.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "jni/ISFStore.h"
-#include "tools/ISFReadAll.h"
+#include "reader/ISFReadAll.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::string path = "/tmp/palvorin-isf-fuzz-" + std::to_string(getpid()) + ".isf";

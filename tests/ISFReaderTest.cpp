@@ -1,6 +1,6 @@
 // The reader in tools/ finds what a closed or cut-off file holds, reports each inconsistency with its
 // offset, and tells a zero-filled tail behind the last record from other bytes there.
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 
 #include <unistd.h>
 

@@ -6,7 +6,7 @@
 // Exit status 0 when the file was read, 2 for bad arguments.
 #include <cstdio>
 
-#include "tools/ISFReadAll.h"
+#include "reader/ISFReadAll.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) {

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "ota/OTAExtractor.h"
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/ItemInfo.h"
 #include "tools/palvorin/Problems.h"

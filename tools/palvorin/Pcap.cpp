@@ -5,7 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/Export.h"
 #include "tools/palvorin/ItemExport.h"

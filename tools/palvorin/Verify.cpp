@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/ItemInfo.h"
 

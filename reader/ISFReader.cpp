@@ -1,4 +1,4 @@
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 
 #include <errno.h>
 #include <fcntl.h>

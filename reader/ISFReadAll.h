@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ISFReader.h"
+#include "reader/ISFReader.h"
 
 struct sISFFile {
     std::shared_ptr<cISFReader> mReader;  // owns the mapping the payloads point into

@@ -1,4 +1,4 @@
-// Reader of item store files (ISF) for tools and tests; not part of the library. It walks the chain of
+// Reader of item store files (ISF), for every front end (the tool, the Python package, the tests). It walks the chain of
 // index blocks from offset 4, decoding every used entry and its record in file order, checks the descriptor
 // table and trailer of a closed file, accepts a file whose writer stopped without closing it, and names every
 // inconsistency it finds with its file offset.
@@ -89,7 +89,7 @@ public:
 // Reads a file through a window of it (16 MB, refilled with pread as the walk goes on), so that memory does
 // not grow with the file, and a file that a writer shrinks meanwhile reads as cut short (a mapping would
 // end the process with SIGBUS there); or through a read-only mapping of the whole file, for small files
-// whose items are kept after the walk (tools/ISFReadAll.h).
+// whose items are kept after the walk (reader/ISFReadAll.h).
 class cISFReader {
 public:
     static const uint64_t kWindowSize = 16 << 20;
