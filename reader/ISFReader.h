@@ -1,7 +1,7 @@
-// Reader of item store files (ISF), for every front end (the tool, the Python package, the tests). It walks the chain of
-// index blocks from offset 4, decoding every used entry and its record in file order, checks the descriptor
-// table and trailer of a closed file, accepts a file whose writer stopped without closing it, and names every
-// inconsistency it finds with its file offset.
+// Reader of item store files (ISF), for every front end (the tool, the Python package, the tests). It walks
+// the chain of index blocks from offset 4, decoding every used entry and its record in file order, checks the
+// descriptor table and trailer of a closed file, accepts a file whose writer stopped without closing it, and
+// names every inconsistency it finds with its file offset.
 //
 // Items are handed to a visitor one at a time as views into the reader's memory: it keeps nothing per
 // item, so a file of any size is read in bounded memory.
