@@ -10,7 +10,7 @@
 
 #include "ota/OTAExtractor.h"
 #include "tools/palvorin/Export.h"
-#include "tools/palvorin/ItemClock.h"
+#include "stream/ItemClock.h"
 #include "tools/palvorin/ItemInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

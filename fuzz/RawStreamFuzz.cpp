@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "tools/palvorin/FrameDecoder.h"
+#include "stream/FrameDecoder.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tools/palvorin/Export.h"
-#include "tools/palvorin/ItemClock.h"
+#include "stream/ItemClock.h"
 
 namespace {
 

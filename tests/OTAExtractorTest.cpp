@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tests/DiagPackets.h"
-#include "tools/palvorin/FrameDecoder.h"
+#include "stream/FrameDecoder.h"
 #include "wcdma/WCDMARRCAccumulator.h"
 
 namespace {

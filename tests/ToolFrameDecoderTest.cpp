@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Shared/HDLC.h"
-#include "tools/palvorin/FrameDecoder.h"
+#include "stream/FrameDecoder.h"
 
 namespace {
 

@@ -32,7 +32,7 @@
 #include "Shared/HDLC.h"
 #include "diag/LogConfig.h"
 #include "diag/WireFormat.h"
-#include "tools/palvorin/FrameDecoder.h"
+#include "stream/FrameDecoder.h"
 
 namespace {
 

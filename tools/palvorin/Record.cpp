@@ -14,7 +14,7 @@
 
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/GSMTAPSender.h"
-#include "tools/palvorin/ItemClock.h"
+#include "stream/ItemClock.h"
 #include "tools/palvorin/Recording.h"
 
 namespace {

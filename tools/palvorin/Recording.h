@@ -12,8 +12,8 @@
 
 #include "tools/palvorin/CountingStore.h"
 #include "tools/palvorin/ErrnoStream.h"
-#include "tools/palvorin/FrameDecoder.h"
-#include "tools/palvorin/ItemClock.h"
+#include "stream/FrameDecoder.h"
+#include "stream/ItemClock.h"
 
 class cGSMTAPSender;
 

@@ -1,4 +1,4 @@
-#include "tools/palvorin/ItemClock.h"
+#include "stream/ItemClock.h"
 
 #include "diag/DiagProtocol.h"
 #include "jni/ISFTime.h"

@@ -1,4 +1,4 @@
-#include "tools/palvorin/FrameDecoder.h"
+#include "stream/FrameDecoder.h"
 
 #include <algorithm>
 #include <cstring>
