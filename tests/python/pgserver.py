@@ -57,13 +57,18 @@ class PostgresServer:
     def __exit__(self, *exc):
         self.stop()
 
+    @staticmethod
+    def _env():
+        # A sanitizer's runtime preloaded into the tests' interpreter is not the server's business.
+        return {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+
     def _spawn(self, command, log):
         # setpriv (util-linux): the server's account, and SIGQUIT when this process ends, set after the
         # change of account (which would clear it).
         account = []
         if self._user is not None:
             account = [f"--reuid={self._user.pw_uid}", f"--regid={self._user.pw_gid}", "--clear-groups"]
-        return subprocess.Popen(["setpriv", *account, "--pdeathsig=QUIT", "--", *command],
+        return subprocess.Popen(["setpriv", *account, "--pdeathsig=QUIT", "--", *command], env=self._env(),
                                 stdin=subprocess.DEVNULL, stdout=log, stderr=log, close_fds=True)
 
     def _log(self):
@@ -113,7 +118,7 @@ class PostgresServer:
     def ready(self):
         """True when the server accepts connections."""
         done = subprocess.run([os.path.join(self.bin, "pg_isready"), "-q", "-h", self.directory, "-U", "palvorin",
-                               "-d", "postgres"], timeout=10)
+                               "-d", "postgres"], timeout=10, env=self._env())
         return done.returncode == 0
 
     def url(self, database="postgres"):
@@ -124,7 +129,7 @@ class PostgresServer:
         """The rows of `sql` on `database`, as lists of texts."""
         done = subprocess.run([os.path.join(self.bin, "psql"), "-X", "-q", "-A", "-t", "-F", "\t",
                                "-v", "ON_ERROR_STOP=1", "-h", self.directory, "-U", "palvorin", "-d", database,
-                               "-c", sql], capture_output=True, text=True, timeout=60, check=True)
+                               "-c", sql], capture_output=True, text=True, timeout=60, check=True, env=self._env())
         return [line.split("\t") for line in done.stdout.splitlines() if line]
 
     def create_database(self, name):

@@ -23,7 +23,9 @@ def need_tool(test):
 
 def tool(*args, timeout=60):
     """Runs the built `palvorin` with `args` (bounded in time); its standard output."""
-    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout, check=True)
+    # Under AddressSanitizer the interpreter gets the sanitizer's runtime preloaded; the tool carries its own.
+    env = {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout, check=True, env=env)
     return done.stdout
 
 
