@@ -79,7 +79,8 @@ class BadFiles(unittest.TestCase):
 
     def test_the_error_survives_pickling(self):
         # Campaign workers send errors to the client process.
-        error = self.assert_error("empty", self.write("e", b""), lambda: palvorin.open(self.temp.file("e")), "")
+        empty = self.write("e", b"")
+        error = self.assert_error("empty", empty, lambda: palvorin.open(empty), "")
         copy = pickle.loads(pickle.dumps(error))
         self.assertEqual((copy.status, copy.path, str(copy)), (error.status, error.path, str(error)))
 

@@ -78,7 +78,8 @@ class CaptureA(unittest.TestCase):
         for prefix, count in [("LTE RRC", 4343), ("LTE NAS", 95), ("GSM RR", 378), ("UMTS NAS", 27),
                               ("GPRS", 9)]:
             self.assertEqual(int(channel.str.startswith(prefix).sum()), count, prefix)
-        self.assertEqual(messages["technology"].value_counts().to_dict(), {"lte": 4438, "gsm": 387, "wcdma": 27})
+        self.assertEqual(messages["technology"].value_counts().to_dict(),
+                         {"lte": 4438, "gsm": 387, "wcdma": 27})
         # A single-SIM phone names no subscription.
         self.assertTrue(messages["subscription"].isna().all())
         self.assertTrue(all(isinstance(message, bytes) and message for message in messages["message"]))
