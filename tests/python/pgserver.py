@@ -91,9 +91,9 @@ class PostgresServer:
             if self._user is not None:
                 os.chown(log_path, self._user.pw_uid, self._user.pw_gid)
             data = os.path.join(self.directory, "data")
-            initdb = self._spawn([os.path.join(self.bin, "initdb"), "-D", data, "-U", "palvorin",
-                                  "-A", "trust", "-E", "UTF8", "--locale=C", "--no-sync", "--no-instructions"],
-                                 log)
+            options = ["-U", "palvorin", "-A", "trust", "-E", "UTF8", "--locale=C", "--no-sync",
+                       "--no-instructions"]
+            initdb = self._spawn([os.path.join(self.bin, "initdb"), "-D", data, *options], log)
             try:
                 failed = initdb.wait(timeout=60) != 0
             except subprocess.TimeoutExpired:
