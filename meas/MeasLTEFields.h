@@ -27,9 +27,14 @@ const sLTEField kNoField = {0, 0, 0, 0};
 
 // The field of the record at `base`; false when the layout lacks it or it does not lie inside the payload.
 inline bool ReadField(const sMeasPayload& payload, size_t base, const sLTEField& field, uint32_t& raw) {
-    uint64_t word = 0;
-    if (field.mBytes == 0 || !ReadUnsigned(payload, base + field.mOffset, field.mBytes, word)) {
+    const size_t at = base + field.mOffset;
+    if (field.mBytes == 0 || !Fits(payload, at, field.mBytes)) {
         return false;
+    }
+    const unsigned char* p = payload.mData + at;
+    uint32_t word = p[0] | static_cast<uint32_t>(p[1]) << 8;
+    if (field.mBytes == 4) {
+        word |= static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
     }
     raw = Bits(word, field.mFirst, field.mLast);
     return true;
