@@ -41,20 +41,12 @@ void SetCell(uint64_t pci, sCellInfo& info, sMeasLog& out) {
     }
 }
 
-// The body's version byte into out.mLogVersion and its layout; MEAS_OK when the layout is known and the
-// body holds all of it.
+// The body's layout; MEAS_OK when it is known and the body holds all of it.
 template <typename tLayout, size_t n>
 eMeasStatus Layout(const sMeasPayload& payload, const tLayout (&layouts)[n], sMeasLog& out,
                    const tLayout*& layout) {
-    if (payload.mSize == 0) {
-        return MEAS_BAD_LENGTH;
-    }
-    out.mLogVersion = payload.mData[0];
-    layout = FindLayout(layouts, out.mLogVersion);
-    if (layout == nullptr) {
-        return MEAS_UNSUPPORTED_VERSION;
-    }
-    return payload.mSize < layout->mSize ? MEAS_BAD_LENGTH : MEAS_OK;
+    const eMeasStatus status = BodyLayout(payload, layouts, out, layout);
+    return status == MEAS_OK && payload.mSize < layout->mSize ? MEAS_BAD_LENGTH : status;
 }
 
 // 0xB0C1: u8 version, u16 PCI @1, DL EARFCN @3, u16 SFN, then (but in the NB-IoT MIB of v17) u8 Tx

@@ -145,3 +145,16 @@ const tLayout* FindLayout(const tLayout (&layouts)[n], unsigned int version) {
     }
     return nullptr;
 }
+
+// The body's version byte (B+0) into out.mLogVersion and its row of `layouts`: MEAS_BAD_LENGTH for an empty
+// body, MEAS_UNSUPPORTED_VERSION for a version no row describes.
+template <typename tLayout, size_t n>
+eMeasStatus BodyLayout(const sMeasPayload& payload, const tLayout (&layouts)[n], sMeasLog& out,
+                       const tLayout*& layout) {
+    if (payload.mSize == 0) {
+        return MEAS_BAD_LENGTH;
+    }
+    out.mLogVersion = payload.mData[0];
+    layout = FindLayout(layouts, out.mLogVersion);
+    return layout != nullptr ? MEAS_OK : MEAS_UNSUPPORTED_VERSION;
+}

@@ -5,18 +5,6 @@
 
 namespace {
 
-// The body's version byte into out.mLogVersion and its layout (null: unknown version).
-template <typename tLayout, size_t n>
-eMeasStatus BodyLayout(const sMeasPayload& payload, const tLayout (&layouts)[n], sMeasLog& out,
-                       const tLayout*& layout) {
-    if (payload.mSize == 0) {
-        return MEAS_BAD_LENGTH;
-    }
-    out.mLogVersion = payload.mData[0];
-    layout = FindLayout(layouts, out.mLogVersion);
-    return layout != nullptr ? MEAS_OK : MEAS_UNSUPPORTED_VERSION;
-}
-
 // 0xB180: u8 version, u8 RRC release (non-zero: each cell record ends with a Rel-9 word), u16 reserved,
 // EARFCN @4, a word with Qrxlevmin in bits 0..5 and the number of cells from bit 6, then the records.
 const size_t kIdleChannelAt = 4;
@@ -253,6 +241,9 @@ eMeasStatus ExtractLTEIntraFrequency(const sMeasPayload& payload, sMeasLog& out)
     out.mKind = MEAS_KIND_MEASUREMENT;
     out.mTechnology = RADIO_LTE;
     sMeasuredCell* serving = NewCell(out, RADIO_LTE, static_cast<uint32_t>(channel));
+    if (serving == nullptr) {
+        return MEAS_OK;  // the record is new: never full
+    }
     serving->mServing = true;
     serving->mServingIndex = static_cast<uint8_t>(Bits(index, 0, 2));
     SetLTECell(static_cast<uint32_t>(pci), *serving, out);

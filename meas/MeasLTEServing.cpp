@@ -161,13 +161,10 @@ eMeasStatus ExtractLTEServingMeasurement(const sMeasPayload& payload, sMeasLog& 
 }
 
 eMeasStatus ExtractLTEIdleServing(const sMeasPayload& payload, sMeasLog& out) {
-    if (payload.mSize == 0) {
-        return MEAS_BAD_LENGTH;
-    }
-    out.mLogVersion = payload.mData[0];
-    const sIdleServingLayout* layout = FindLayout(kIdleServingLayouts, out.mLogVersion);
-    if (layout == nullptr) {
-        return MEAS_UNSUPPORTED_VERSION;
+    const sIdleServingLayout* layout = nullptr;
+    const eMeasStatus status = BodyLayout(payload, kIdleServingLayouts, out, layout);
+    if (status != MEAS_OK) {
+        return status;
     }
     if (payload.mSize < layout->mSize) {
         return MEAS_BAD_LENGTH;
@@ -181,6 +178,9 @@ eMeasStatus ExtractLTEIdleServing(const sMeasPayload& payload, sMeasLog& out) {
     ReadUnsigned(payload, layout->mRSRQAt, 4, rsrq);
     ReadUnsigned(payload, layout->mRSSIAt, 4, rssi);
     sMeasuredCell* cell = NewCell(out, RADIO_LTE, static_cast<uint32_t>(channel));
+    if (cell == nullptr) {
+        return MEAS_OK;  // the record is new: never full
+    }
     cell->mServing = true;
     SetLTECell(Bits(cellWord, 0, 8), *cell, out);
     SetLTERSRP(Bits(rsrp, 0, 11), 0, cell->mRSRP, out);

@@ -58,23 +58,34 @@ void Put32(Bytes& payload, size_t base, const sAt& at, uint64_t value) {
     PutBits(payload, base + at.mAt, 4, at.mFirst, at.mLast, value);
 }
 
-// Cell `k` of a row: PCI 301 + k, serving index 1 (an SCell), the is-serving flag on cell 0 only; RSRP
-// -117.5 dBm, RSRQ raw 200 (-17.5 dB), RSSI raw 700 (-66.25 dBm), SNR raw 250 / 280 (5.0 / 8.0 dB).
-void PutCell(Bytes& payload, const sServingVersion& v, size_t k) {
+// The raw values a cell is built with, and what they give. The second set sets the top bit of each field
+// that its valid range allows: 2100 of RSRP's 12 bits, 516 of RSRQ's 10, 1500 of RSSI's 11, 450 of SNR's 9.
+struct sRawCell {
+    unsigned int mRSRP, mRSRQ, mRSSI, mSNR0, mSNR1;  // mRSRP as a 2-chain layout stores it
+    double mRSRPdBm, mRSRQdB, mRSSIdBm, mSINRdB;
+};
+const sRawCell kRawCells[] = {
+    {1000, 200, 700, 250, 280, -117.5, -17.5, -66.25, 8.0},
+    {2100, 516, 1500, 450, 0, -48.75, 2.25, -16.25, 25.0},
+};
+
+// Cell `k` of a row: PCI 301 + k, serving index 1 (an SCell), the is-serving flag on cell 0 only, and the
+// raw values of `raw` (the combined RSRP 640 lower where the layout stores it 40 dB down).
+void PutCell(Bytes& payload, const sServingVersion& v, size_t k, const sRawCell& raw) {
     const size_t base = k * v.mStride;
     PutBits(payload, base + v.mCellAt, 2, 0, 8, 301 + k);
     PutBits(payload, base + v.mCellAt, 2, 9, 11, 1);
     PutBits(payload, base + v.mCellAt, 2, 12, 12, k == 0 ? 1 : 0);
     Put32(payload, base, v.mRx0, 990);
     Put32(payload, base, v.mRx1, 1010);
-    Put32(payload, base, v.mRSRP, v.mRSRPRaw);
-    Put32(payload, base, v.mRSRQ, 200);
-    Put32(payload, base, v.mRSSI, 700);
-    Put32(payload, base, v.mSNR0, 250);
-    Put32(payload, base, v.mSNR1, 280);
+    Put32(payload, base, v.mRSRP, raw.mRSRP - (1000 - v.mRSRPRaw));
+    Put32(payload, base, v.mRSRQ, raw.mRSRQ);
+    Put32(payload, base, v.mRSSI, raw.mRSSI);
+    Put32(payload, base, v.mSNR0, raw.mSNR0);
+    Put32(payload, base, v.mSNR1, raw.mSNR1);
 }
 
-Bytes ServingPayload(const sServingVersion& v, size_t cells) {
+Bytes ServingPayload(const sServingVersion& v, size_t cells, const sRawCell& raw = kRawCells[0]) {
     Bytes payload(v.mPayload, 0);
     Put(payload, 0, v.mChannelBytes, 1850);
     if (v.mCountAt != 0) {
@@ -84,7 +95,7 @@ Bytes ServingPayload(const sServingVersion& v, size_t cells) {
         Put(payload, v.mValidRxAt, 2, 3);
     }
     for (size_t k = 0; k < cells; ++k) {
-        PutCell(payload, v, k);
+        PutCell(payload, v, k, raw);
     }
     EXPECT_EQ(payload.size(), v.mPayload) << "every field lies inside the version's payload";
     return payload;
@@ -92,27 +103,30 @@ Bytes ServingPayload(const sServingVersion& v, size_t cells) {
 
 TEST(MeasLTEServing, EveryVersionFromThePageLayouts) {
     for (const sServingVersion& v : kVersions) {
-        const size_t cells = v.mStride != 0 ? 2 : 1;
-        const sExtracted log = Extracted(kServing, Envelope({{0x19, v.mVersion, ServingPayload(v, cells)}}));
-        ASSERT_EQ(log.mStatus, MEAS_OK) << "v" << v.mVersion;
-        EXPECT_EQ(log->mKind, MEAS_KIND_MEASUREMENT);
-        EXPECT_EQ(log->mLogVersion, v.mVersion);
-        EXPECT_EQ(log->mOutOfRange, 0u) << "v" << v.mVersion;
-        ASSERT_EQ(log->mCellCount, cells) << "v" << v.mVersion;
-        for (size_t k = 0; k < cells; ++k) {
-            const sMeasuredCell& cell = log->mCells[k];
-            EXPECT_EQ(cell.mTechnology, RADIO_LTE);
-            EXPECT_TRUE(cell.mHasChannel && cell.mHasCell);
-            EXPECT_EQ(cell.mChannel, 1850u);
-            EXPECT_EQ(cell.mCell, 301 + k) << "v" << v.mVersion;
-            // v4 and v7 have no is-serving flag: their one cell is the serving one.
-            EXPECT_EQ(cell.mServing, k == 0) << "v" << v.mVersion;
-            EXPECT_EQ(cell.mServingIndex, 1);
-            EXPECT_TRUE(Value(cell.mRSRP, -117.5)) << "v" << v.mVersion;
-            EXPECT_TRUE(Value(cell.mRSRQ, -17.5)) << "v" << v.mVersion;
-            EXPECT_TRUE(Value(cell.mRSSI, -66.25)) << "v" << v.mVersion;
-            EXPECT_TRUE(Value(cell.mSINR, 8.0)) << "v" << v.mVersion;
-            EXPECT_TRUE(std::isnan(cell.mRSCP) && std::isnan(cell.mEcIo) && std::isnan(cell.mRxLev));
+        for (const sRawCell& raw : kRawCells) {
+            const size_t cells = v.mStride != 0 ? 2 : 1;
+            const sExtracted log =
+                Extracted(kServing, Envelope({{0x19, v.mVersion, ServingPayload(v, cells, raw)}}));
+            ASSERT_EQ(log.mStatus, MEAS_OK) << "v" << v.mVersion;
+            EXPECT_EQ(log->mKind, MEAS_KIND_MEASUREMENT);
+            EXPECT_EQ(log->mLogVersion, v.mVersion);
+            EXPECT_EQ(log->mOutOfRange, 0u) << "v" << v.mVersion;
+            ASSERT_EQ(log->mCellCount, cells) << "v" << v.mVersion;
+            for (size_t k = 0; k < cells; ++k) {
+                const sMeasuredCell& cell = log->mCells[k];
+                EXPECT_EQ(cell.mTechnology, RADIO_LTE);
+                EXPECT_TRUE(cell.mHasChannel && cell.mHasCell);
+                EXPECT_EQ(cell.mChannel, 1850u);
+                EXPECT_EQ(cell.mCell, 301 + k) << "v" << v.mVersion;
+                // v4 and v7 have no is-serving flag: their one cell is the serving one.
+                EXPECT_EQ(cell.mServing, k == 0) << "v" << v.mVersion;
+                EXPECT_EQ(cell.mServingIndex, 1);
+                EXPECT_TRUE(Value(cell.mRSRP, raw.mRSRPdBm)) << "v" << v.mVersion;
+                EXPECT_TRUE(Value(cell.mRSRQ, raw.mRSRQdB)) << "v" << v.mVersion;
+                EXPECT_TRUE(Value(cell.mRSSI, raw.mRSSIdBm)) << "v" << v.mVersion;
+                EXPECT_TRUE(Value(cell.mSINR, raw.mSINRdB)) << "v" << v.mVersion;
+                EXPECT_TRUE(std::isnan(cell.mRSCP) && std::isnan(cell.mEcIo) && std::isnan(cell.mRxLev));
+            }
         }
     }
 }
@@ -416,6 +430,7 @@ TEST(MeasLTEServing, BadEnvelopesAndCounts) {
         {"v20", Envelope({{0x19, 20, four}}), MEAS_UNSUPPORTED_VERSION, 20, 0},
         {"v18 cut", Envelope({{0x19, 18, Bytes(91, 0)}}), MEAS_BAD_LENGTH, 18, 0},
         {"packet v2", Hex("02 01 00 00 19 13 08 00 00 00 00 00"), MEAS_UNSUPPORTED_VERSION, 2, 0},
+        {"packet v0", Hex("00 01 00 00 19 13 08 00 00 00 00 00"), MEAS_UNSUPPORTED_VERSION, 0, 0},
         {"envelope cut", Hex("01 01 00"), MEAS_BAD_LENGTH, 0, 0},
         {"subpacket header cut", Hex("01 01 00 00 19 13 6c"), MEAS_BAD_LENGTH, 0, 0},
         {"subpacket beyond the body", Hex("01 01 00 00 19 13 6c 01 00 00 00 00"), MEAS_BAD_LENGTH, 0, 0},
@@ -447,6 +462,12 @@ TEST(MeasLTEServing, IdleServingMeasurement) {
         // no Rel-9 word (release 0)
         {"04 00 00 00 94 16 95 01 37 75 53 00 37 75 53 00 27 9d 74 12 27 81 0a 00 86 a7 5e 02 00 00 00 00", 4,
          5780, 405, -96.56, -11.56, -68.00},
+        // v5 with the bits around each field set: priority 127 above the PCI, another value in RSRP
+        // bits 12..23, ones in RSRQ bits 10..19 and in RSSI bits 0..9 and 21..31
+        {"05 01 00 00 94 16 00 00 95 ff 00 00 37 f5 ff 00 37 75 53 00 27 fd 7f 12 ff 83 ea ff 86 a7 5e 02 00 "
+         "00 00 00 "
+         "04 00 00 00",
+         5, 5780, 405, -96.56, -11.56, -68.00},
     };
     for (const auto& c : cases) {
         const sExtracted log = Extracted(0xB17F, Hex(c.mBody));
