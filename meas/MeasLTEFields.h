@@ -23,7 +23,6 @@ constexpr sLTEField W16(uint16_t offset, uint8_t first, uint8_t last) {
 constexpr sLTEField W32(uint16_t offset, uint8_t first, uint8_t last) {
     return sLTEField{offset, 4, first, last};
 }
-const sLTEField kNoField = {0, 0, 0, 0};
 
 // The field of the record at `base`; false when the layout lacks it or it does not lie inside the payload.
 inline bool ReadField(const sMeasPayload& payload, size_t base, const sLTEField& field, uint32_t& raw) {
