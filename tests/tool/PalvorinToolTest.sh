@@ -1,15 +1,49 @@
 #!/usr/bin/env bash
 # End-to-end cases of the palvorin tool, one per CTest test:
 #   PalvorinToolTest.sh PALVORIN CASE DATA_DIR WORK_DIR [MODEM_SIMULATOR]
+# No case can hang or fill the disk: every program it runs is bounded in time, every file it writes in size,
+# and every process it leaves in the background is ended when it exits, however it exits.
 set -euo pipefail
-palvorin="$1"
+tool="$(realpath -m "$1")"
 case_name="$2"
-data="$3"
-work="$4"
-simulator="${5:-}"
+data="$(realpath -m "$3")"
+work="$(realpath -m "$4")"
+simulator="${5:+$(realpath -m "$5")}"
 rm -rf "$work"
-mkdir -p "$work"
+mkdir -p "$work/bin"
 cd "$work"
+
+# Seconds any one program may run: SIGTERM then, SIGKILL 5 s later, and exit status 124.
+step_limit=45
+# Runs PROGRAM under `timeout` from a script bin/NAME that takes its place: the script execs timeout, so that
+# the pid of a background run is timeout's own, and a signal sent to it reaches PROGRAM.
+bounded() {
+    printf '#!/usr/bin/env bash\nexec timeout --foreground -k 5 %s %q "$@"\n' "$step_limit" "$2" >"bin/$1"
+    chmod +x "bin/$1"
+    echo "$work/bin/$1"
+}
+palvorin="$(bounded palvorin "$tool")"
+simulator="${simulator:+$(bounded simulator "$simulator")}"
+for program in tshark python3; do
+    if command -v "$program" >/dev/null; then bounded "$program" "$(command -v "$program")" >/dev/null; fi
+done
+PATH="$work/bin:$PATH"
+# No file grows past 1 GiB (ulimit counts 1024-byte blocks): a recording that never ends is killed by
+# SIGXFSZ instead.
+ulimit -f $((1 << 20))
+# Every background job is ended on the way out; each is bounded, so waiting for them ends within 5 s.
+finish() {
+    local status=$?
+    local jobs
+    jobs="$(jobs -p)"
+    if [ -n "$jobs" ]; then
+        kill $jobs 2>/dev/null || true
+        wait 2>/dev/null || true
+    fi
+    [ "$status" -ne 124 ] || echo "FAILED: a program ran longer than $step_limit s" >&2
+    exit "$status"
+}
+trap finish EXIT
 
 fail() {
     echo "FAILED: $*" >&2
@@ -344,17 +378,32 @@ stored_logs() {
         grep -v ' 0x1FFD$' || true
 }
 
+# Starts the simulator in the background, serving capture A in the mode given by the arguments, and waits
+# for the name of its terminal, which it writes whole into a file of this start's own: never a name left by
+# an earlier step. Leaves the name in $port and the pid in $sim; the simulator logs into sim.log.
+simulator_starts=0
+start_simulator() {
+    simulator_starts=$((simulator_starts + 1))
+    local named="port.$simulator_starts"
+    rm -f sim.log sim.log.wire "$named"
+    "$simulator" "$data/raw_diag_stream_a.bin" sim.log "$named" "$@" 2>sim.err &
+    sim=$!
+    for _ in $(seq 200); do
+        [ -s "$named" ] || ! kill -0 "$sim" 2>/dev/null && break
+        sleep 0.05
+    done
+    port="$(cat "$named" 2>/dev/null)" || true
+    [ -n "$port" ] || fail "the simulator named no terminal: $(cat sim.err)"
+}
+
 # Runs the simulator in MODE and `palvorin capture` on its terminal with ARGS. With a SIGNAL (not -), waits
 # until the simulator has streamed everything and the tool has stored it (WANT log packets), then sends it.
 # Leaves sim.log, cap.txt, cap.err, out.isf and the exit status in $status.
 run_capture() {
     local mode="$1" signal="$2" want="$3"
     shift 3
-    rm -f sim.log sim.log.wire port.txt out.isf
-    "$simulator" "$data/raw_diag_stream_a.bin" sim.log $mode >port.txt 2>/dev/null &
-    local sim=$!
-    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
-    port="$(cat port.txt)"
+    rm -f out.isf
+    start_simulator $mode
     "$palvorin" capture --timeout 0.3 "$@" "$port" out.isf >cap.txt 2>cap.err &
     local tool=$!
     if [ "$signal" != - ]; then
@@ -434,15 +483,13 @@ TABLE
     [ -s stored.txt ] && cmp -s stored.txt <(head -n "$(wc -l <stored.txt)" all.txt) ||
         fail "vanished: the stored packets are not the first ones sent"
 
-    # A port in use is refused.
-    "$simulator" "$data/raw_diag_stream_a.bin" sim.log >port.txt 2>/dev/null &
-    local sim=$!
-    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
-    "$palvorin" capture -q "$(cat port.txt)" first.isf >/dev/null 2>&1 &
+    # A port in use is refused: the second capture starts once the first has sent its first request.
+    start_simulator normal
+    "$palvorin" capture -q "$port" first.isf >/dev/null 2>&1 &
     local first=$!
-    sleep 0.5
+    for _ in $(seq 200); do grep -q '^disable' sim.log && break; sleep 0.05; done
     status=0
-    "$palvorin" capture "$(cat port.txt)" second.isf 2>cap.err || status=$?
+    "$palvorin" capture "$port" second.isf 2>cap.err || status=$?
     kill -INT "$first"
     wait "$first" "$sim" || true
     [ "$status" -ne 0 ] && grep -q "is busy" cap.err || fail "a busy port: $(cat cap.err)"
@@ -453,48 +500,72 @@ TABLE
 # 0xB0EA 10, 0xB0EB 17, 0xB0EC 13, 0xB0ED 50), GSM RR 378 and UMTS NAS 27 + GPRS 9: 4,852 in all.
 gsmtap_live() {
     [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
-    listen() {
-        python3 - <<'PY' &
-import socket, collections, time
-s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-try:  # room for the whole burst; above the system's limit only for root
-    s.setsockopt(socket.SOL_SOCKET, 33, 32 << 20)  # SO_RCVBUFFORCE
-except OSError:
-    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32 << 20)
-s.bind(("127.0.0.1", 0))
-open("udp_port.txt", "w").write(str(s.getsockname()[1]))
-s.settimeout(3)
-types, end = collections.Counter(), time.time() + 60
-while time.time() < end:
-    try:
-        data = s.recv(65536)
-    except socket.timeout:
-        break
-    types[data[2] if len(data) > 16 and data[0] == 2 and data[1] == 4 else -1] += 1
-open("udp.txt", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items())))
-PY
-        listener=$!
-        for _ in $(seq 100); do [ -s udp_port.txt ] && break; sleep 0.05; done
-    }
-    rm -f udp_port.txt
-    listen
-    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$(cat udp_port.txt)"
+    start_listener 127.0.0.1
+    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$udp_port"
     grep -q "^debug-text" sim.log && fail "--debug-text: the debug text was silenced"
-    wait "$listener"
-    cat udp.txt
+    stop_listener
     expect_eq "LTE NAS datagrams while capturing" "$(sed -n 's/^18 //p' udp.txt)" 95
     expect_eq "LTE RRC datagrams while capturing" "$(sed -n 's/^13 //p' udp.txt)" 4343
     expect_eq "datagrams while capturing" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
     grep -q "^-1 " udp.txt && fail "datagrams without a GSMTAP header"
     grep -q "gsmtap .* 0 dropped" cap.txt || fail "datagrams dropped"
-    rm -f udp_port.txt
-    listen
-    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "127.0.0.1:$(cat udp_port.txt)" >rec.txt
-    wait "$listener"
+    start_listener 127.0.0.1
+    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "127.0.0.1:$udp_port" >rec.txt
+    stop_listener
     expect_eq "datagrams while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
     # Nobody listening: the recording goes on.
     "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap 127.0.0.1:9 >rec.txt
     "$palvorin" verify out.isf
+}
+
+# A GSMTAP listener in the background on a UDP port of HOST, in $udp_port; false when HOST cannot be bound.
+# It counts the datagrams by GSMTAP type (-1: not GSMTAP) until stop_listener, which leaves them in udp.txt.
+start_listener() {
+    rm -f udp_port udp_port.tmp udp.txt udp.stop
+    python3 - "$1" <<'PY' &
+import collections, os, socket, sys
+host = sys.argv[1]
+s = socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, socket.SOCK_DGRAM)
+try:  # room for the whole burst; above the system's limit only for root
+    s.setsockopt(socket.SOL_SOCKET, 33, 32 << 20)  # SO_RCVBUFFORCE
+except OSError:
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32 << 20)
+try:
+    s.bind((host, 0))
+    port = str(s.getsockname()[1])
+except OSError:
+    port = "none"
+open("udp_port.tmp", "w").write(port)
+os.rename("udp_port.tmp", "udp_port")
+if port == "none":
+    sys.exit(0)
+# Every datagram sent before the stop is in the socket's queue already: read until it is empty.
+s.settimeout(0.1)
+types = collections.Counter()
+while True:
+    try:
+        data = s.recv(65536)
+    except socket.timeout:
+        if os.path.exists("udp.stop"):
+            break
+        continue
+    types[data[2] if len(data) > 16 and data[0] == 2 and data[1] == 4 else -1] += 1
+open("udp.tmp", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items())))
+os.rename("udp.tmp", "udp.txt")
+PY
+    listener=$!
+    for _ in $(seq 200); do [ -s udp_port ] && break; sleep 0.05; done
+    udp_port="$(cat udp_port 2>/dev/null)" || true
+    [ -n "$udp_port" ] || fail "the listener named no port"
+    if [ "$udp_port" = none ]; then
+        wait "$listener"
+        return 1
+    fi
+}
+stop_listener() {
+    touch udp.stop
+    wait "$listener"
+    cat udp.txt
 }
 
 "$case_name"
