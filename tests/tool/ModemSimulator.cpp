@@ -4,15 +4,17 @@
 // it reports has its mask, streams the log packets of a real capture whose codes are switched on (the
 // capture's responses are not sent). It checks the framing and check sequence of every request and logs
 // what it was asked, one line each:
-//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | bad frame | bad request
+//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | refused CODE | bad frame |
+//   bad request
 // Every byte it receives also goes, as received, to LOG.wire.
 // "streamed N" once the whole capture is out (N log packets), and at the end "sent N" (log packets sent)
 // and "waited N" (writes that found the terminal full).
 //
 //   palvorin_modem_simulator STREAM LOG PORT [MODE [N]]
 // MODE: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
-// vanish N (goes away after N log packets); noisy (before each answer: bytes outside any frame, a copy of
-// the answer with a bad check sequence, and a run longer than any frame).
+// refuse N (the error reply N, such as 0x18, to every request); vanish N (goes away after N log packets);
+// noisy (before each answer: bytes outside any frame, a copy of the answer with a bad check sequence, and a
+// run longer than any frame).
 
 #include <errno.h>
 #include <fcntl.h>
@@ -22,6 +24,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -69,7 +72,10 @@ public:
 
     bool Packet(sSharedBuffer* packet) override {
         const Bytes request(packet->mData, packet->mData + packet->mSize);
-        if (request[0] == 0x73) {
+        if (mMode == "refuse") {
+            fprintf(mLog, "refused %02x\n", request[0]);
+            Refuse(static_cast<unsigned char>(mCount), request);
+        } else if (request[0] == 0x73) {
             LogConfig(request);
         } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
             fprintf(mLog, "debug-text %u\n", ReadU32(&request[4]));
@@ -190,7 +196,8 @@ bool WritePortName(const std::string& path, const char* name) {
 
 int main(int argc, char** argv) {
     if (argc < 4) {
-        fprintf(stderr, "usage: %s STREAM LOG PORT [normal|silent|refuse-mask|vanish N|noisy]\n", argv[0]);
+        fprintf(stderr, "usage: %s STREAM LOG PORT [normal|silent|refuse-mask|refuse N|vanish N|noisy]\n",
+                argv[0]);
         return 2;
     }
     std::ifstream in(argv[1], std::ios::binary);
@@ -236,7 +243,7 @@ int main(int argc, char** argv) {
     close(terminal);
     fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
 
-    cModem modem(log, argc > 4 ? argv[4] : "normal", argc > 5 ? atol(argv[5]) : 0);
+    cModem modem(log, argc > 4 ? argv[4] : "normal", argc > 5 ? strtol(argv[5], nullptr, 0) : 0);
     cFrameDecoder requests;
     bool heard = false;  // before the first request, nobody holds the terminal side
     long waited = 0;

@@ -190,10 +190,9 @@ real_streams() {
     expect_eq "bad frames of the cut stream" "$(field 'bad frames' cut.txt)" 1
 }
 
-real_wcdma() {
-    # tests/data/wcdma_412f.txt: 623 real WCDMA RRC logs as hex lines, framed here into a raw stream.
-    command -v python3 >/dev/null || { echo "no python3 to frame the capture: skipped"; exit 77; }
-    python3 - "$data/wcdma_412f.txt" stream.bin <<'PY'
+# Frames the packets of a text file, one in hex a line ('#' lines are comments), into a raw stream.
+frame_hex() {
+    python3 - "$1" "$2" <<'PY'
 import sys
 def fcs(data):  # CRC-16/X-25, bit by bit
     crc = 0xFFFF
@@ -212,6 +211,12 @@ for line in open(sys.argv[1]):
         out.append(0x7E)
 open(sys.argv[2], "wb").write(out)
 PY
+}
+
+real_wcdma() {
+    # tests/data/wcdma_412f.txt: 623 real WCDMA RRC logs as hex lines, framed here into a raw stream.
+    command -v python3 >/dev/null || { echo "no python3 to frame the capture: skipped"; exit 77; }
+    frame_hex "$data/wcdma_412f.txt" stream.bin
     "$palvorin" record stream.bin out.isf >summary.txt
     "$palvorin" verify out.isf
     "$palvorin" pcap out.isf out.pcap | tee pcap.txt
@@ -237,6 +242,33 @@ PY
         "MeasurementReport" "RRCConnectionSetup"; do
         grep -q "^$name" decoded.txt || fail "tshark names no $name"
     done
+}
+
+# The time of each recorded item: its log packet's own timestamp; a log whose timestamp is 0 (a device that
+# leaves the field unset) and a packet that is no log take the time of the item before them, or the time
+# their chunk was read when nothing came before.
+packet_times() {
+    command -v python3 >/dev/null || { echo "no python3 to frame the packets: skipped"; exit 77; }
+    cat >packets.txt <<'HEX'
+# LTE RRC logs (0xB0C0) of timestamp 0, of the formats page's worked example (2015-08-01 02:11:40.984841),
+# and of 0 again; then a time-stamp response, which is no log.
+10000e000e00c0b0 0000000000000000 080a
+10000e000e00c0b0 8ea793c2a511d100 080a
+10000e000e00c0b0 0000000000000000 080a
+1d 8ea793c2a511d100
+HEX
+    frame_hex packets.txt stream.bin
+    "$palvorin" record stream.bin out.isf >/dev/null
+    "$palvorin" dump --json out.isf >dump.json
+    # Item 0 is the tool-version record, stamped with the host's time when the file was opened.
+    python3 - <<'PY' || fail "item times: $(cat dump.json)"
+import json
+items = json.load(open("dump.json"))
+times = [item["time_utc"] for item in items]
+assert len(items) == 5, len(items)
+assert abs(items[1]["unix_time"] - items[0]["unix_time"]) < 60, "the first log is not stamped when read"
+assert times[2:] == ["2015-08-01T02:11:40.984Z"] * 3, times
+PY
 }
 
 # A recording from a pipe whose writer stays open, ended by the signal $1 (INT, HUP, ...).
@@ -467,15 +499,7 @@ TABLE
     # The whole capture went out faster than the terminal takes it: the writer found it full.
     [ "$(sed -n 's/^waited //p' sim.log)" -gt 0 ] || fail "the burst never filled the terminal"
 
-    # A handset that never answers, one that refuses a mask, one that goes away mid-stream.
-    run_capture silent - 0
-    [ "$status" -ne 0 ] || fail "silent: exit status 0"
-    grep -q "did not answer the request to turn logging off" cap.err || fail "silent: no clear error"
-    run_capture refuse-mask - 0
-    [ "$status" -ne 0 ] || fail "refused mask: exit status 0"
-    grep -q "refused the request to set the log mask of equipment 11: bad parameter (0x14)" cap.err ||
-        fail "refused mask: no clear error"
-    expect_eq "refused mask: last request" "$(grep -v '^sent\|^waited' sim.log | tail -n 1)" disable
+    # A handset that goes away mid-stream.
     run_capture "vanish 1000" - 0
     [ "$status" -ne 0 ] || fail "vanished: exit status 0"
     grep -q "disappeared" cap.err || fail "vanished: no clear error"
@@ -495,6 +519,41 @@ TABLE
     [ "$status" -ne 0 ] && grep -q "is busy" cap.err || fail "a busy port: $(cat cap.err)"
 }
 
+# What a handset may answer instead of what was asked: nothing, or an error reply.
+capture_answers() {
+    [ -n "$simulator" ] || { echo "no simulator: skipped"; exit 77; }
+    run_capture silent - 0
+    [ "$status" -ne 0 ] || fail "silent: exit status 0"
+    grep -q "did not answer the request to turn logging off" cap.err || fail "silent: no clear error"
+    # A refusal of the mask of the last equipment: the logging off follows it.
+    run_capture refuse-mask - 0
+    [ "$status" -ne 0 ] || fail "refused mask: exit status 0"
+    grep -q "refused the request to set the log mask of equipment 11: bad parameter (0x14)" cap.err ||
+        fail "refused mask: no clear error"
+    expect_eq "refused mask: last request" "$(grep -v '^sent\|^waited' sim.log | tail -n 1)" disable
+    # Each error reply the tool knows, to its first request: a refusal named with its code, not retried (the
+    # second request is the logging off on the way out). The codes just outside the error replies answer
+    # nothing: three tries, then the logging off.
+    while read -r code requests says; do
+        run_capture "refuse $code" - 0
+        [ "$status" -ne 0 ] || fail "error reply $code: exit status 0"
+        grep -q "$says" cap.err || fail "error reply $code: expected '$says'"
+        expect_eq "error reply $code: requests" "$(grep -c '^refused' sim.log)" "$requests"
+    done <<'TABLE'
+0x13 2 refused the request to turn logging off: bad command (0x13)$
+0x14 2 refused the request to turn logging off: bad parameter (0x14)$
+0x15 2 refused the request to turn logging off: bad length (0x15)$
+0x16 2 refused the request to turn logging off: error (0x16)$
+0x17 2 refused the request to turn logging off: error (0x17)$
+0x18 2 refused the request to turn logging off: bad mode (0x18)$
+0x42 2 refused the request to turn logging off: bad SPC mode (0x42)$
+0x47 2 refused the request to turn logging off: bad security mode (0x47)$
+0x95 2 refused the request to turn logging off: bad transaction (0x95)$
+0x12 4 did not answer the request to turn logging off (3 tries
+0x19 4 did not answer the request to turn logging off (3 tries
+TABLE
+}
+
 # Live GSMTAP while capturing and while recording: datagrams on a loopback UDP socket. Capture A's counts
 # by GSMTAP type (its description): LTE RRC (13) 4,343, LTE NAS (18) 95 (0xB0E1 1, 0xB0E2 3, 0xB0E3 1,
 # 0xB0EA 10, 0xB0EB 17, 0xB0EC 13, 0xB0ED 50), GSM RR 378 and UMTS NAS 27 + GPRS 9: 4,852 in all.
@@ -509,10 +568,13 @@ gsmtap_live() {
     expect_eq "datagrams while capturing" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
     grep -q "^-1 " udp.txt && fail "datagrams without a GSMTAP header"
     grep -q "gsmtap .* 0 dropped" cap.txt || fail "datagrams dropped"
-    start_listener 127.0.0.1
-    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "127.0.0.1:$udp_port" >rec.txt
-    stop_listener
-    expect_eq "datagrams while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    # While recording, to an IPv4 and an IPv6 address in brackets.
+    for host in 127.0.0.1 ::1; do
+        start_listener "$host" || { echo "no IPv6 loopback: [$host] skipped"; continue; }
+        "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "[$host]:$udp_port" >rec.txt
+        stop_listener
+        expect_eq "datagrams to [$host] while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    done
     # Nobody listening: the recording goes on.
     "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap 127.0.0.1:9 >rec.txt
     "$palvorin" verify out.isf
