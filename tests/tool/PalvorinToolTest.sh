@@ -49,6 +49,15 @@ fail() {
     echo "FAILED: $*" >&2
     exit 1
 }
+# Runs COMMAND every 0.05 s until it succeeds, for at most SECONDS; false when the time is up.
+wait_until() {
+    local deadline=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        [ "$SECONDS" -lt "$deadline" ] || return 1
+        sleep 0.05
+    done
+}
 # The number after `label` in a summary line such as "  frames           436".
 field() {
     sed -n "s/^ *$1 *\([0-9][0-9]*\).*/\1/p" "$2" | head -n 1
@@ -280,14 +289,13 @@ interrupted() {
     mkfifo pipe
     "$palvorin" record pipe out.isf >summary.txt &
     recorder=$!
-    exec 3>pipe
-    cat stream.bin >&3
+    # Opened for reading too, so that opening it never waits for the recorder.
+    exec 3<>pipe
+    timeout "$step_limit" cat stream.bin >&3
     # The writer stays open: only the signal ends the recording. Wait until every frame is in the file
     # (all items but the kept health response, which closing writes again).
-    for _ in $(seq 300); do
-        [ "$("$palvorin" dump out.isf 2>/dev/null | wc -l)" -ge "$((items - 1))" ] && break
-        sleep 0.1
-    done
+    dumped_at_least() { [ "$("$palvorin" dump out.isf 2>/dev/null | wc -l)" -ge "$1" ]; }
+    wait_until 30 dumped_at_least "$((items - 1))" || true
     kill -"$signal" "$recorder"
     status=0
     wait "$recorder" || status=$?
@@ -409,6 +417,9 @@ stored_logs() {
     "$palvorin" dump "$1" | sed -n 's/^ *[0-9]*  [^ ]*  [^ ]* *\([0-9]*\)  aux [^ ]* *log \(0x[0-9A-F]*\).*/\1 \2/p' |
         grep -v ' 0x1FFD$' || true
 }
+stored_at_least() {
+    [ "$(stored_logs out.isf 2>/dev/null | wc -l)" -ge "$1" ]
+}
 
 # Starts the simulator in the background, serving capture A in the mode given by the arguments, and waits
 # for the name of its terminal, which it writes whole into a file of this start's own: never a name left by
@@ -420,10 +431,7 @@ start_simulator() {
     rm -f sim.log sim.log.wire "$named"
     "$simulator" "$data/raw_diag_stream_a.bin" sim.log "$named" "$@" 2>sim.err &
     sim=$!
-    for _ in $(seq 200); do
-        [ -s "$named" ] || ! kill -0 "$sim" 2>/dev/null && break
-        sleep 0.05
-    done
+    wait_until 10 test -s "$named" || true
     port="$(cat "$named" 2>/dev/null)" || true
     [ -n "$port" ] || fail "the simulator named no terminal: $(cat sim.err)"
 }
@@ -439,8 +447,8 @@ run_capture() {
     "$palvorin" capture --timeout 0.3 "$@" "$port" out.isf >cap.txt 2>cap.err &
     local tool=$!
     if [ "$signal" != - ]; then
-        for _ in $(seq 300); do grep -q '^streamed' sim.log 2>/dev/null && break; sleep 0.05; done
-        for _ in $(seq 100); do [ "$(stored_logs out.isf 2>/dev/null | wc -l)" -ge "$want" ] && break; sleep 0.1; done
+        wait_until 30 grep -q '^streamed' sim.log || true
+        wait_until 20 stored_at_least "$want" || true
         kill "-$signal" "$tool"
     fi
     status=0
@@ -511,7 +519,7 @@ TABLE
     start_simulator normal
     "$palvorin" capture -q "$port" first.isf >/dev/null 2>&1 &
     local first=$!
-    for _ in $(seq 200); do grep -q '^disable' sim.log && break; sleep 0.05; done
+    wait_until 10 grep -q '^disable' sim.log || true
     status=0
     "$palvorin" capture "$port" second.isf 2>cap.err || status=$?
     kill -INT "$first"
@@ -616,7 +624,7 @@ open("udp.tmp", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items()
 os.rename("udp.tmp", "udp.txt")
 PY
     listener=$!
-    for _ in $(seq 200); do [ -s udp_port ] && break; sleep 0.05; done
+    wait_until 10 test -s udp_port || true
     udp_port="$(cat udp_port 2>/dev/null)" || true
     [ -n "$udp_port" ] || fail "the listener named no port"
     if [ "$udp_port" = none ]; then
