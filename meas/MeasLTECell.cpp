@@ -33,11 +33,8 @@ void SetBandwidth(const sMeasPayload& payload, size_t offset, uint32_t flag, dou
 }
 
 void SetCell(uint64_t pci, sCellInfo& info, sMeasLog& out) {
-    if (pci <= kLTEMaxPCI) {
-        info.mCell = static_cast<uint16_t>(pci);
+    if (SetCellInRange(pci, kLTEMaxPCI, info.mCell, out)) {
         info.mFields |= CELL_HAS_CELL;
-    } else {
-        ++out.mOutOfRange;
     }
 }
 
@@ -150,12 +147,7 @@ eMeasStatus ExtractLTEServingCellInfo(const sMeasPayload& payload, sMeasLog& out
     info.mFields |= CELL_HAS_DL_CHANNEL | CELL_HAS_UL_CHANNEL;
     SetBandwidth(payload, layout->mDLBandwidthAt, CELL_HAS_DL_BANDWIDTH, info.mDLBandwidthMHz, out);
     SetBandwidth(payload, layout->mULBandwidthAt, CELL_HAS_UL_BANDWIDTH, info.mULBandwidthMHz, out);
-    if (identity <= kMaxCellIdentity) {
-        info.mIdentity = identity;
-        info.mFields |= CELL_HAS_IDENTITY;
-    } else {
-        ++out.mOutOfRange;
-    }
+    SetFieldBelow(identity, kMaxCellIdentity + uint64_t(1), CELL_HAS_IDENTITY, info.mIdentity, info, out);
     info.mArea = static_cast<uint32_t>(area);
     info.mFields |= CELL_HAS_AREA;
     // Band 0 names no band; a number beyond 16 bits is none either.
@@ -166,14 +158,7 @@ eMeasStatus ExtractLTEServingCellInfo(const sMeasPayload& payload, sMeasLog& out
         info.mFields |= CELL_HAS_BAND;
     }
     // The MNC is kept with its digit count, so that 3-digit MNCs keep a leading zero.
-    if (mcc <= 999 && (digits == 2 || digits == 3) && mnc < (digits == 2 ? 100u : 1000u)) {
-        info.mMCC = static_cast<uint16_t>(mcc);
-        info.mMNC = static_cast<uint16_t>(mnc);
-        info.mMNCDigits = static_cast<uint8_t>(digits);
-        info.mFields |= CELL_HAS_PLMN;
-    } else {
-        ++out.mOutOfRange;
-    }
+    SetPLMN(mcc, mnc, digits, info, out);
     return MEAS_OK;
 }
 

@@ -65,28 +65,18 @@ inline double LTESNR(uint32_t raw) {
 }
 
 // An LTE physical cell id: set with mHasCell when it is a valid id (0..503), else counted.
-inline void SetLTECell(uint32_t pci, sMeasuredCell& cell, sMeasLog& log) {
-    if (pci <= kLTEMaxPCI) {
-        cell.mCell = static_cast<uint16_t>(pci);
-        cell.mHasCell = true;
-    } else {
-        ++log.mOutOfRange;
-    }
+inline void SetLTECell(uint64_t pci, sMeasuredCell& cell, sMeasLog& log) {
+    cell.mHasCell = SetCellInRange(pci, kLTEMaxPCI, cell.mCell, log);
 }
 
-// The next measured-cell slot of the record, reset, with its technology and channel; null (and the cell
-// counted as dropped) when the record is full.
+// The next measured cell of the record (AddCell) on `channel`; null when the record is full.
 inline sMeasuredCell* NewCell(sMeasLog& log, eRadioTechnology technology, uint32_t channel) {
-    if (log.mCellCount >= kMeasMaxCells) {
-        ++log.mCellsDropped;
-        return nullptr;
+    sMeasuredCell* cell = AddCell(log, technology);
+    if (cell != nullptr) {
+        cell->mChannel = channel;
+        cell->mHasChannel = true;
     }
-    sMeasuredCell& cell = log.mCells[log.mCellCount++];
-    cell = sMeasuredCell();
-    cell.mTechnology = technology;
-    cell.mChannel = channel;
-    cell.mHasChannel = true;
-    return &cell;
+    return cell;
 }
 
 // One subpacket of the envelope: its id, version and payload (after its 4-byte header; inside the body).
@@ -132,17 +122,6 @@ eMeasStatus WalkLTESubpackets(const sMeasPayload& body, sMeasLog& out, fVisit vi
         offset += size;
     }
     return MEAS_OK;
-}
-
-// The layout of `version` in a table of layouts whose rows have an mVersion; null when none.
-template <typename tLayout, size_t n>
-const tLayout* FindLayout(const tLayout (&layouts)[n], unsigned int version) {
-    for (const tLayout& layout : layouts) {
-        if (layout.mVersion == version) {
-            return &layout;
-        }
-    }
-    return nullptr;
 }
 
 // The body's version byte (B+0) into out.mLogVersion and its row of `layouts`: MEAS_BAD_LENGTH for an empty

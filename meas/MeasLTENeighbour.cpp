@@ -246,7 +246,7 @@ eMeasStatus ExtractLTEIntraFrequency(const sMeasPayload& payload, sMeasLog& out)
     }
     serving->mServing = true;
     serving->mServingIndex = static_cast<uint8_t>(Bits(index, 0, 2));
-    SetLTECell(static_cast<uint32_t>(pci), *serving, out);
+    SetLTECell(pci, *serving, out);
     SetLTERSRP(rsrp, 0, serving->mRSRP, out);
     SetLTERSRQ(rsrq, serving->mRSRQ, out);
     for (uint64_t k = 0; k < neighbours; ++k) {
@@ -260,7 +260,7 @@ eMeasStatus ExtractLTEIntraFrequency(const sMeasPayload& payload, sMeasLog& out)
         ReadUnsigned(payload, at, 2, neighbourPCI);
         ReadSigned(payload, at + kIntraNeighbourRSRPAt, 2, neighbourRSRP);
         ReadSigned(payload, at + kIntraNeighbourRSRQAt, 2, neighbourRSRQ);
-        SetLTECell(static_cast<uint32_t>(neighbourPCI), *cell, out);
+        SetLTECell(neighbourPCI, *cell, out);
         SetLTERSRP(neighbourRSRP, 0, cell->mRSRP, out);
         SetLTERSRQ(neighbourRSRQ, cell->mRSRQ, out);
     }
