@@ -161,6 +161,19 @@ class TemporaryRecording(unittest.TestCase):
         self.assertEqual(raised.exception.status, "not_a_capture")
         self.assertEqual(self.temp.isf_files(), [])
 
+    def test_none_left_by_a_recording_that_fails(self):
+        # The temporary ISF file of stream A takes 400 KB; a process that may write no more than 100 KB into
+        # a file (the interpreter ignores SIGXFSZ: the write fails with EFBIG) fails to record it.
+        script = ("import os, sys, tempfile, palvorin\n"
+                  "tempfile.tempdir = sys.argv[2]\n"
+                  "try:\n"
+                  "    palvorin.open(sys.argv[1])\n"
+                  "except palvorin.Error as error:\n"
+                  "    print(error.status, os.listdir(sys.argv[2]))\n")
+        done = subprocess.run(["prlimit", "--fsize=100000", PYTHON, "-c", script, STREAM_A, self.temp.path],
+                              capture_output=True, text=True, timeout=60, check=True)
+        self.assertEqual(done.stdout, "write_failed []\n", done.stderr)
+
     def test_an_isf_file_is_read_where_it_is(self):
         isf = self.temp.file("b.isf")
         palvorin.record(STREAM_B, isf)
