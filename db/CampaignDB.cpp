@@ -182,6 +182,11 @@ struct cCampaignDB::sState {
                 return Refuse(db.Name() + ": a campaign database of schema version " + version +
                               "; this writer knows version " + std::to_string(kCampaignSchemaVersion));
             }
+            // A write that changes nothing: a database this connection may only read says so now, not at
+            // the first file.
+            if (!db.Execute("UPDATE schema_info SET value = value WHERE name = 'schema_version'")) {
+                return Refuse(db.Error());
+            }
             return db.Commit() || FailDB();
         }
         if (!Count(CountTablesSQL(db.Engine()), count)) {
