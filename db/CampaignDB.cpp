@@ -132,6 +132,7 @@ private:
 struct cCampaignDB::sState {
     std::unique_ptr<cDBBackend> mBackend;
     std::string mError;
+    bool mBulk = false;  // the indexes are dropped until EndBulkLoad
 
     bool Fail(const std::string& error) {
         mError = error;
@@ -187,6 +188,10 @@ struct cCampaignDB::sState {
             if (!db.Execute("UPDATE schema_info SET value = value WHERE name = 'schema_version'")) {
                 return Refuse(db.Error());
             }
+            // Indexes a bulk load dropped and never built again (SQLite only: there is one writer).
+            if (db.Engine() == DB_SQLITE && !BuildIndexes()) {
+                return Refuse(db.Error());
+            }
             return db.Commit() || FailDB();
         }
         if (!Count(CountTablesSQL(db.Engine()), count)) {
@@ -206,6 +211,16 @@ struct cCampaignDB::sState {
             return Refuse(db.Error());
         }
         return db.Commit() || FailDB();
+    }
+
+    bool BuildIndexes() {
+        for (const sIndex& index : Indexes()) {
+            if (!mBackend->Execute("CREATE INDEX IF NOT EXISTS " + index.mName + " ON " + index.mTable +
+                                   " (" + index.mColumns + ")")) {
+                return false;
+            }
+        }
+        return true;
     }
 
     // The id of the file with this SHA-256, or -1.
@@ -380,6 +395,7 @@ eDBAddResult cCampaignDB::sState::CopyFile(cSQLiteBackend& source, const std::ve
 cCampaignDB::cCampaignDB() : mState(new sState) {}
 
 cCampaignDB::~cCampaignDB() {
+    Close();
     delete mState;
 }
 
@@ -455,8 +471,52 @@ eDBAddResult cCampaignDB::AddDatabase(const std::string& sqlitePath, uint64_t& a
     return DB_ADDED;
 }
 
+bool cCampaignDB::BeginBulkLoad() {
+    sState& state = *mState;
+    state.mError.clear();
+    if (state.mBackend == nullptr) {
+        return state.Fail("no database is open");
+    }
+    if (state.mBackend->Engine() != DB_SQLITE || state.mBulk) {
+        return true;
+    }
+    cDBBackend& db = *state.mBackend;
+    if (!db.Begin()) {
+        return state.FailDB();
+    }
+    for (const sIndex& index : Indexes()) {
+        if (!db.Execute("DROP INDEX IF EXISTS " + index.mName)) {
+            return state.Refuse(db.Error());
+        }
+    }
+    if (!db.Commit()) {
+        return state.Refuse(db.Error());
+    }
+    state.mBulk = true;
+    return true;
+}
+
+bool cCampaignDB::EndBulkLoad() {
+    sState& state = *mState;
+    state.mError.clear();
+    if (state.mBackend == nullptr || !state.mBulk) {
+        return true;
+    }
+    cDBBackend& db = *state.mBackend;
+    if (!db.Begin()) {
+        return state.FailDB();
+    }
+    if (!state.BuildIndexes() || !db.Commit()) {
+        return state.Refuse(db.Error());
+    }
+    state.mBulk = false;
+    return true;
+}
+
 void cCampaignDB::Close() {
+    EndBulkLoad();
     mState->mBackend.reset();
+    mState->mBulk = false;
 }
 
 const std::string& cCampaignDB::Error() const {

@@ -128,31 +128,42 @@ std::vector<std::string> SchemaStatements(eDBEngine engine) {
         if (table == nullptr) {
             continue;
         }
-        const std::string name = table->mName;
-        sql = "CREATE TABLE IF NOT EXISTS " + name + " (";
+        sql = std::string("CREATE TABLE IF NOT EXISTS ") + table->mName + " (";
         for (size_t i = 0; i < table->mCount; ++i) {
             sql += std::string(i == 0 ? "" : ", ") + table->mColumns[i].mName + " " +
                    ColumnType(table->mColumns[i].mType, engine) + (i == 0 ? " NOT NULL" : "");
         }
         statements.push_back(sql + ")");
+    }
+    for (const sIndex& index : Indexes()) {
+        statements.push_back("CREATE INDEX IF NOT EXISTS " + index.mName + " ON " + index.mTable + " (" +
+                             index.mColumns + ")");
+    }
+    return statements;
+}
+
+std::vector<sIndex> Indexes() {
+    std::vector<sIndex> indexes;
+    for (unsigned int t = 0; t < TABLE_COUNT; ++t) {
+        const sTableDef* table = StoredTable(static_cast<eTable>(t));
+        if (table == nullptr) {
+            continue;
+        }
+        const std::string name = table->mName;
         // By the file (the rows of one file, and the copy of a worker's database), by the table's first
         // time, and by cell where the table names one.
-        const auto index = [&](const char* what, const std::string& columns) {
-            statements.push_back("CREATE INDEX IF NOT EXISTS " + name + "_by_" + what + " ON " + name + " (" +
-                                 columns + ")");
-        };
-        index("file", "file_id");
+        indexes.push_back({name + "_by_file", name, "file_id"});
         for (size_t i = 0; i < table->mCount; ++i) {
             if (table->mColumns[i].mType == COLUMN_TIME) {
-                index("time", table->mColumns[i].mName);
+                indexes.push_back({name + "_by_time", name, table->mColumns[i].mName});
                 break;
             }
         }
         if (HasColumn(*table, "arfcn") && HasColumn(*table, "pci")) {
-            index("cell", "arfcn, pci");
+            indexes.push_back({name + "_by_cell", name, "arfcn, pci"});
         }
     }
-    return statements;
+    return indexes;
 }
 
 std::string CountTablesSQL(eDBEngine engine) {

@@ -36,6 +36,15 @@ const sTableDef* StoredTable(eTable table);
 const char* ColumnType(eColumnType type, eDBEngine engine);
 // Statements that create what is missing, tables and indexes, in order; they leave existing ones alone.
 std::vector<std::string> SchemaStatements(eDBEngine engine);
+
+// An index of a stored table.
+struct sIndex {
+    std::string mName;     // "messages_by_time"
+    std::string mTable;    // "messages"
+    std::string mColumns;  // "time_utc"
+};
+// The indexes of the stored tables: by file, by time, and by cell where a table has arfcn and pci.
+std::vector<sIndex> Indexes();
 // A query counting the tables of the database (of the current schema for PostgreSQL).
 std::string CountTablesSQL(eDBEngine engine);
 // A query counting the tables named `name`.

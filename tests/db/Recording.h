@@ -14,8 +14,10 @@
 #include "stream/ItemClock.h"
 
 // Writes `copies` copies of the stream file at `stream` into the ISF file at `isf`; false when either
-// cannot be read or written.
-inline bool RecordStream(const std::string& stream, const std::string& isf, unsigned int copies = 1) {
+// cannot be read or written. With `spread`, items are 1 ms apart from 2020-01-01 instead (`record --rate
+// 1000`), so that the copies do not repeat each other's times.
+inline bool RecordStream(const std::string& stream, const std::string& isf, unsigned int copies = 1,
+                         bool spread = false) {
     std::ifstream in(stream, std::ios::binary);
     const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
                                            std::istreambuf_iterator<char>());
@@ -23,15 +25,17 @@ inline bool RecordStream(const std::string& stream, const std::string& isf, unsi
         return false;
     }
     struct cStoreSink : cPacketSink {
+        explicit cStoreSink(bool spread)
+            : mClock(spread ? ITEM_CLOCK_RATE : ITEM_CLOCK_PACKET, 132223104000000000ULL, 10000) {}
         cISFStore mStore;
-        cItemClock mClock{ITEM_CLOCK_PACKET};
+        cItemClock mClock;
         bool mGood = true;
         bool Packet(sSharedBuffer* packet) override {
             const FILETIME time = mClock.Stamp(packet->mData, packet->mSize);
             mGood = mStore.WriteItem(3, packet->mSize, packet->mData, time) == 0;
             return mGood;
         }
-    } sink;
+    } sink(spread);
     if (sink.mStore.OpenNewFileStore(isf.c_str()) != 0) {
         return false;
     }

@@ -3,13 +3,19 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <filesystem>
 
 #include "db/CampaignDB.h"
 #include "tools/palvorin/Commands.h"
 
 int RunDBAdd(const sDBAddOptions& options) {
+    // A new SQLite database gets its indexes when every file is in (cCampaignDB::BeginBulkLoad; nothing
+    // changes for PostgreSQL).
+    std::error_code ignored;
+    const bool fresh = !std::filesystem::exists(options.mDatabase, ignored) ||
+                       std::filesystem::file_size(options.mDatabase, ignored) == 0;
     cCampaignDB db;
-    if (!db.Open(options.mDatabase)) {
+    if (!db.Open(options.mDatabase) || (fresh && !db.BeginBulkLoad())) {
         fprintf(stderr, "%s\n", db.Error().c_str());
         return 1;
     }
@@ -39,6 +45,10 @@ int RunDBAdd(const sDBAddOptions& options) {
                 break;
         }
         fflush(stdout);
+    }
+    if (!db.EndBulkLoad()) {
+        fprintf(stderr, "%s\n", db.Error().c_str());
+        return 1;
     }
     printf("%zu files: %" PRIu64 " added, %" PRIu64 " already present, %" PRIu64 " failed\n",
            options.mFiles.size(), added, present, failed);
