@@ -548,6 +548,38 @@ TEST_P(CampaignDBTest, RowsOfEveryColumnTypeRoundTrip) {
     }
 }
 
+// The README's example queries run on both engines, over capture A.
+TEST_P(CampaignDBTest, TheREADMEsExampleQueriesRun) {
+    std::ifstream in(std::string(PALVORIN_TEST_DATA) + "/../../README.md");
+    std::vector<std::string> queries;
+    bool inside = false;
+    for (std::string line; std::getline(in, line);) {
+        if (line == "```sql") {
+            inside = true;
+            queries.emplace_back();
+        } else if (line == "```") {
+            inside = false;
+        } else if (inside) {
+            queries.back() += line + "\n";
+        }
+    }
+    ASSERT_EQ(queries.size(), 4u);
+    cCampaignDB db;
+    ASSERT_TRUE(db.Open(mTarget)) << db.Error();
+    sDBAddSummary summary;
+    ASSERT_EQ(db.AddFile(Recordings().mA, summary), DB_ADDED) << db.Error();
+    const Rows perChannel = Query(queries[0]);
+    ASSERT_FALSE(perChannel.empty());
+    EXPECT_EQ(perChannel[0][1], "LTE RRC PCCH");
+    EXPECT_EQ(perChannel[0][2], "3368");
+    for (size_t i = 1; i < queries.size(); ++i) {
+        Query(queries[i]);
+    }
+    // The cell of the example: LTE RRC UL-CCCH, DL-CCCH, ... on EARFCN 37900, PCI 337 between 02:11 and
+    // 03:00.
+    EXPECT_FALSE(Query(queries[3]).empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBTest, ::testing::Values(ENGINE_SQLITE, ENGINE_POSTGRESQL),
                          [](const ::testing::TestParamInfo<eEngine>& info) {
                              return info.param == ENGINE_SQLITE ? "SQLite" : "PostgreSQL";
