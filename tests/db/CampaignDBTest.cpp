@@ -7,10 +7,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 #include "db/CampaignSchema.h"
 #include "db/PostgresBackend.h"
@@ -280,6 +285,91 @@ TEST_P(CampaignDBTest, AFileAlreadyThereIsNotAddedAgain) {
     sDBAddSummary again;
     EXPECT_EQ(other.AddFile(copy, again), DB_ALREADY_PRESENT);
     EXPECT_EQ(Counts(), before);
+}
+
+// Forwards to a real backend and calls a hook before Begin and before each Insert.
+class cHookBackend : public cDBBackend {
+public:
+    cHookBackend(cDBBackend* inner, std::function<void()> beforeBegin, std::function<void()> beforeInsert)
+        : mInner(inner), mBeforeBegin(std::move(beforeBegin)), mBeforeInsert(std::move(beforeInsert)) {}
+    eDBEngine Engine() const override { return mInner->Engine(); }
+    const std::string& Name() const override { return mInner->Name(); }
+    bool Execute(const std::string& sql) override { return mInner->Execute(sql); }
+    bool Query(const std::string& sql, Rows& rows) override { return mInner->Query(sql, rows); }
+    bool Begin() override {
+        mBeforeBegin();
+        return mInner->Begin();
+    }
+    bool Commit() override { return mInner->Commit(); }
+    bool Rollback() override { return mInner->Rollback(); }
+    bool Insert(const sTableDef& table, const sValue* values) override {
+        mBeforeInsert();
+        return mInner->Insert(table, values);
+    }
+    const std::string& Error() const override { return mInner->Error(); }
+
+private:
+    std::unique_ptr<cDBBackend> mInner;
+    std::function<void()> mBeforeBegin;
+    std::function<void()> mBeforeInsert;
+};
+
+// Two writers add the same file at once: the second waits for the first and then finds it there.
+TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
+    {
+        cCampaignDB db;
+        ASSERT_TRUE(db.Open(mTarget)) << db.Error();
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool secondBegins = false;
+    bool armed = false;
+    // The first writer holds its transaction (its files row in, its rows not yet) until the second has
+    // looked the file up, not found it, and begun its own.
+    cCampaignDB first;
+    ASSERT_TRUE(first.Open(new cHookBackend(
+        Connect().release(), [] {},
+        [&] {
+            std::unique_lock<std::mutex> lock(mutex);
+            if (armed) {
+                armed = false;
+                changed.notify_all();
+                changed.wait_for(lock, std::chrono::seconds(10), [&] { return secondBegins; });
+                lock.unlock();
+                std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            }
+        })))
+        << first.Error();
+    cCampaignDB second;
+    ASSERT_TRUE(second.Open(new cHookBackend(
+        Connect().release(),
+        [&] {
+            std::lock_guard<std::mutex> lock(mutex);
+            secondBegins = true;
+            changed.notify_all();
+        },
+        [] {})))
+        << second.Error();
+    armed = true;
+    eDBAddResult firstResult = DB_FILE_FAILED;
+    std::string firstError;
+    std::thread writer([&] {
+        sDBAddSummary summary;
+        firstResult = first.AddFile(Recordings().mB, summary);
+        firstError = first.Error();
+    });
+    {
+        // Once the first writer is inside its transaction.
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait_for(lock, std::chrono::seconds(10), [&] { return !armed; });
+    }
+    sDBAddSummary summary;
+    const eDBAddResult secondResult = second.AddFile(Recordings().mB, summary);
+    writer.join();
+    EXPECT_EQ(firstResult, DB_ADDED) << firstError;
+    EXPECT_EQ(secondResult, DB_ALREADY_PRESENT) << second.Error();
+    EXPECT_EQ(One("SELECT count(*) FROM files"), "1");
+    EXPECT_EQ(One("SELECT count(*) FROM messages"), "18");
 }
 
 TEST_P(CampaignDBTest, BadFilesAreReportedAndTheOthersGoOn) {
@@ -632,6 +722,37 @@ TEST(CampaignDBSQLite, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
         << db.Error();
     std::filesystem::remove_all(name);
 }
+
+// Rows wait in a bounded buffer: a file larger than it is sent while it is read, not held whole until the
+// commit.
+class CampaignDBPostgreSQLOnly : public CampaignDBTest {};
+
+TEST_P(CampaignDBPostgreSQLOnly, RowsAreSentBeforeTheCommitOnceTheBufferIsFull) {
+    cCampaignDB db;
+    ASSERT_TRUE(db.Open(mTarget)) << db.Error();
+    cPostgresBackend backend;
+    ASSERT_TRUE(backend.Open(mTarget)) << backend.Error();
+    const sTableDef& messages = *StoredTable(TABLE_MESSAGES);
+    const std::string message(1000, 'm');
+    std::vector<sValue> row(messages.mCount);
+    row[0].mNull = false;
+    row.back().mNull = false;
+    row.back().mText = message.data();
+    row.back().mSize = message.size();
+    ASSERT_TRUE(backend.Begin());
+    const size_t rows = cPostgresBackend::kCopyBytes / message.size() + 10;
+    for (size_t i = 0; i < rows; ++i) {
+        ASSERT_TRUE(backend.Insert(messages, row.data())) << backend.Error();
+    }
+    Rows counted;
+    ASSERT_TRUE(backend.Query("SELECT count(*) FROM messages", counted)) << backend.Error();
+    EXPECT_GT(std::stoul(counted[0][0]), 0u) << "every row still held after " << rows << " rows";
+    ASSERT_TRUE(backend.Commit()) << backend.Error();
+    EXPECT_EQ(One("SELECT count(*) FROM messages"), std::to_string(rows));
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBPostgreSQLOnly, ::testing::Values(ENGINE_POSTGRESQL),
+                         [](const ::testing::TestParamInfo<eEngine>&) { return "PostgreSQL"; });
 
 TEST(CampaignDBPostgreSQL, AServerThatIsNotThereIsAClearError) {
     char name[] = "/tmp/palvorin-db-XXXXXX";
