@@ -11,7 +11,7 @@ namespace {
 
 // The writer's settings, for a file that one process writes in large transactions while others may read:
 // - page_size 64 KiB (for a new file): fewer, fuller pages for a bulk loader, so shallower indexes, fewer
-//   page splits and a quarter of the system time of 4 KiB pages;
+//   page splits and half the system time of 4 KiB pages;
 // - journal_mode WAL: readers (an analyst's query) go on while a file is added, and a commit appends to
 //   the log instead of copying every page it changes into a rollback journal first;
 // - synchronous NORMAL: in WAL mode the database stays consistent after a crash or power loss; only the last
