@@ -20,6 +20,7 @@
 #include "db/CampaignSchema.h"
 #include "db/PostgresBackend.h"
 #include "db/SQLiteBackend.h"
+#include "jni/ISFFormat.h"
 #include "reader/ISFReadAll.h"
 #include "tables/CaptureTables.h"
 #include "tests/db/FaultBackend.h"
@@ -314,7 +315,6 @@ private:
     std::function<void()> mBeforeInsert;
 };
 
-// Two writers add the same file at once: the second waits for the first and then finds it there.
 TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     {
         cCampaignDB db;
@@ -372,6 +372,12 @@ TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     EXPECT_EQ(One("SELECT count(*) FROM messages"), "18");
 }
 
+std::string MiscountedTrailer(std::string file) {
+    const size_t at = file.size() - ISF_TRAILER_SIZE + ISF_TRAILER_COUNT_OFFSET;
+    file[at] = static_cast<char>(file[at] + 1);
+    return file;
+}
+
 TEST_P(CampaignDBTest, BadFilesAreReportedAndTheOthersGoOn) {
     std::ifstream in(Recordings().mA, std::ios::binary);
     const std::string whole((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -383,6 +389,8 @@ TEST_P(CampaignDBTest, BadFilesAreReportedAndTheOthersGoOn) {
         {File("empty.isf", ""), "not a readable item store file"},
         {File("text.isf", "not an item store file, only text\n"), "not a readable item store file"},
         {File("cut.isf", whole.substr(0, whole.size() / 2)), "damaged or cut short"},
+        // Whole but for one field: the trailer counts one item more than the index holds.
+        {File("miscounted.isf", MiscountedTrailer(whole)), "damaged or cut short: the reader found 1 "},
     };
     cCampaignDB db;
     ASSERT_TRUE(db.Open(mTarget)) << db.Error();
@@ -756,6 +764,21 @@ TEST_P(CampaignDBPostgreSQLOnly, RowsAreSentBeforeTheCommitOnceTheBufferIsFull) 
     EXPECT_GT(std::stoul(counted[0][0]), 0u) << "every row still held after " << rows << " rows";
     ASSERT_TRUE(backend.Commit()) << backend.Error();
     EXPECT_EQ(One("SELECT count(*) FROM messages"), std::to_string(rows));
+}
+
+// A transaction that an error aborted (here one the writer would have ignored) ends its COMMIT with a
+// rollback: that is a failure, with nothing stored. (SQLite undoes a failed statement alone.)
+TEST_P(CampaignDBPostgreSQLOnly, ACommitOfAnAbortedTransactionIsAFailure) {
+    cCampaignDB db;
+    ASSERT_TRUE(db.Open(mTarget)) << db.Error();
+    cPostgresBackend backend;
+    ASSERT_TRUE(backend.Open(mTarget)) << backend.Error();
+    ASSERT_TRUE(backend.Begin());
+    ASSERT_TRUE(backend.Execute("INSERT INTO files (path, sha256) VALUES ('a.isf', 'aa')"));
+    EXPECT_FALSE(backend.Execute("INSERT INTO files (path, sha256) VALUES ('b.isf', 'aa')"));
+    EXPECT_FALSE(backend.Commit());
+    EXPECT_NE(backend.Error().find("commit failed"), std::string::npos) << backend.Error();
+    EXPECT_EQ(One("SELECT count(*) FROM files"), "0");
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBPostgreSQLOnly, ::testing::Values(ENGINE_POSTGRESQL),
