@@ -406,16 +406,16 @@ bool cCampaignDB::Open(const std::string& target) {
         if (!backend->Open(target)) {
             return mState->Fail(backend->Error());
         }
-        return Open(backend.release());
+        return OpenBackend(backend.release());
     }
     auto backend = std::make_unique<cSQLiteBackend>();
     if (!backend->Open(target)) {
         return mState->Fail(backend->Error());
     }
-    return Open(backend.release());
+    return OpenBackend(backend.release());
 }
 
-bool cCampaignDB::Open(cDBBackend* backend) {
+bool cCampaignDB::OpenBackend(cDBBackend* backend) {
     Close();
     mState->mBackend.reset(backend);
     if (backend == nullptr || !mState->PrepareSchema()) {

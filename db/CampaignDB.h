@@ -37,8 +37,9 @@ public:
     // schema where the database is empty. False when it cannot be reached, is not a database, holds other
     // tables, or holds a campaign of another schema version; Error() says why.
     bool Open(const std::string& target);
-    // The same on a backend the caller made (a test's, injecting faults); takes ownership of `backend`.
-    bool Open(cDBBackend* backend);
+    // Open() on a backend the caller made (a test's, injecting faults); takes ownership of `backend`. (Its
+    // own name, so that bindings see one Open.)
+    bool OpenBackend(cDBBackend* backend);
     // Adds the capture file at `path` (an ISF file, closed or left unclosed by its writer; one with
     // inconsistencies is refused) in one transaction.
     eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary);

@@ -327,7 +327,7 @@ TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     // The first writer holds its transaction (its files row in, its rows not yet) until the second has
     // looked the file up, not found it, and begun its own.
     cCampaignDB first;
-    ASSERT_TRUE(first.Open(new cHookBackend(
+    ASSERT_TRUE(first.OpenBackend(new cHookBackend(
         Connect().release(), [] {},
         [&] {
             std::unique_lock<std::mutex> lock(mutex);
@@ -341,7 +341,7 @@ TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
         })))
         << first.Error();
     cCampaignDB second;
-    ASSERT_TRUE(second.Open(new cHookBackend(
+    ASSERT_TRUE(second.OpenBackend(new cHookBackend(
         Connect().release(),
         [&] {
             std::lock_guard<std::mutex> lock(mutex);
@@ -443,7 +443,7 @@ TEST_P(CampaignDBTest, AFaultInTheMiddleOfAFileLeavesNothingOfIt) {
         }
         auto* faults = new cFaultBackend(Connect().release(), fault.mOp, fault.mAt);
         cCampaignDB db;
-        ASSERT_TRUE(db.Open(faults)) << db.Error();
+        ASSERT_TRUE(db.OpenBackend(faults)) << db.Error();
         faults->Arm();
         sDBAddSummary summary;
         EXPECT_EQ(db.AddFile(Recordings().mA, summary), DB_DATABASE_FAILED);
@@ -713,7 +713,7 @@ TEST(CampaignDBSQLite, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
         ASSERT_TRUE(backend->Open(path));
         cSQLiteBackend* raw = backend.get();
         cCampaignDB db;
-        ASSERT_TRUE(db.Open(backend.release())) << db.Error();
+        ASSERT_TRUE(db.OpenBackend(backend.release())) << db.Error();
         Rows rows;
         ASSERT_TRUE(raw->Query("PRAGMA page_count", rows));
         ASSERT_TRUE(raw->Query("PRAGMA max_page_count = " + std::to_string(std::stoi(rows[0][0]) + 4), rows));
@@ -732,7 +732,7 @@ TEST(CampaignDBSQLite, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
     auto readOnly = std::make_unique<cSQLiteBackend>();
     ASSERT_TRUE(readOnly->Open(path, true));
     cCampaignDB db;
-    EXPECT_FALSE(db.Open(readOnly.release()));
+    EXPECT_FALSE(db.OpenBackend(readOnly.release()));
     EXPECT_NE(db.Error().find("campaign.db: attempt to write a readonly database"), std::string::npos)
         << db.Error();
     std::filesystem::remove_all(name);
