@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct sRecordOptions {
     std::string mInput;       // a file, a FIFO or character device, or "-" for standard input
@@ -46,3 +47,9 @@ struct sSampleOptions {
     bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
 };
 int RunSample(const sSampleOptions& options);
+
+struct sDBAddOptions {
+    std::string mDatabase;            // a SQLite path or a postgresql:// URL
+    std::vector<std::string> mFiles;  // ISF files
+};
+int RunDBAdd(const sDBAddOptions& options);
