@@ -209,6 +209,7 @@ TEST(CaptureFileKind, ToldByContentNotByName) {
     WriteFile(dir.File("random.bin"), random);
     WriteFile(dir.File("text.txt"), Bytes(5000, 'a'));
     WriteFile(dir.File("short"), {0x08, 0x31, 0x60});
+    WriteFile(dir.File("flags.bin"), Bytes(1000, 0x7E));  // empty frames only
     // The first 300 bytes of stream A: the stray bytes and a few frames, the last one cut.
     WriteFile(dir.File("head.bin"), Bytes(streamA.begin(), streamA.begin() + 300));
     const struct {
@@ -219,7 +220,8 @@ TEST(CaptureFileKind, ToldByContentNotByName) {
         {"a.isf", CAPTURE_FILE_RAW},  // the raw stream
         {"head.bin", CAPTURE_FILE_RAW},       {"empty.isf", CAPTURE_FILE_EMPTY},
         {"random.bin", CAPTURE_FILE_UNKNOWN}, {"text.txt", CAPTURE_FILE_UNKNOWN},
-        {"short", CAPTURE_FILE_UNKNOWN},      {"missing", CAPTURE_FILE_UNREADABLE},
+        {"short", CAPTURE_FILE_UNKNOWN},
+        {"flags.bin", CAPTURE_FILE_UNKNOWN},      {"missing", CAPTURE_FILE_UNREADABLE},
         {"", CAPTURE_FILE_UNREADABLE},  // the directory
     };
     for (const auto& c : cases) {
