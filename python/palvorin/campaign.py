@@ -12,7 +12,8 @@ machines that cannot see the client's file, and costs one copy of the file's row
 SQLite campaign (by SHA-256) are skipped by the workers without being read.
 
 Without --scheduler a local cluster of --workers processes (default: the machine's cores) runs the tasks
-and is closed at the end. A file is in the database whole or not at all; one that fails is reported with
+and is closed at the end. The workers of a scheduler named need the package installed and the files at
+the same paths. A file is in the database whole or not at all; one that fails is reported with
 its reason and the others go on. Exit status: 0 when every file is in the database, 1 when some failed,
 2 when the campaign could not start (no file, the database or the scheduler cannot be reached).
 """
