@@ -1,0 +1,136 @@
+#include "tables/ValueText.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+const char kBefore1970[] = "before-1970";
+const char kHexDigits[] = "0123456789abcdef";
+const char kUpperHexDigits[] = "0123456789ABCDEF";
+
+size_t Digits(uint64_t value, char* out) {
+    char reversed[24];
+    size_t size = 0;
+    do {
+        reversed[size++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    for (size_t i = 0; i < size; ++i) {
+        out[i] = reversed[size - 1 - i];
+    }
+    return size;
+}
+
+// At least `width` digits, zero-padded.
+size_t Padded(uint64_t value, size_t width, char* out) {
+    char digits[24];
+    const size_t size = Digits(value, digits);
+    const size_t zeros = size < width ? width - size : 0;
+    memset(out, '0', zeros);
+    memcpy(out + zeros, digits, size);
+    return zeros + size;
+}
+
+// "YYYY-MM-DDTHH:MM:SS" of a second since 1970 (not negative): the civil date of a day count in the
+// proleptic Gregorian calendar, by 400-year eras.
+size_t FormatSecond(int64_t seconds, char* out) {
+    const int64_t days = seconds / 86400;
+    const int64_t inDay = seconds % 86400;
+    const int64_t z = days + 719468;
+    const int64_t era = z / 146097;
+    const int64_t dayOfEra = z - era * 146097;
+    const int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const int64_t monthIndex = (5 * dayOfYear + 2) / 153;
+    const int64_t day = dayOfYear - (153 * monthIndex + 2) / 5 + 1;
+    const int64_t month = monthIndex < 10 ? monthIndex + 3 : monthIndex - 9;
+    const int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+    char* p = out;
+    p += Padded(static_cast<uint64_t>(year), 4, p);
+    *p++ = '-';
+    p += Padded(static_cast<uint64_t>(month), 2, p);
+    *p++ = '-';
+    p += Padded(static_cast<uint64_t>(day), 2, p);
+    *p++ = 'T';
+    p += Padded(static_cast<uint64_t>(inDay / 3600), 2, p);
+    *p++ = ':';
+    p += Padded(static_cast<uint64_t>(inDay / 60 % 60), 2, p);
+    *p++ = ':';
+    p += Padded(static_cast<uint64_t>(inDay % 60), 2, p);
+    return static_cast<size_t>(p - out);
+}
+
+size_t Milliseconds(unsigned int ms, char* out) {
+    out[0] = '.';
+    out[1] = static_cast<char>('0' + ms / 100);
+    out[2] = static_cast<char>('0' + ms / 10 % 10);
+    out[3] = static_cast<char>('0' + ms % 10);
+    out[4] = 'Z';
+    return 5;
+}
+
+}  // namespace
+
+size_t FormatTimeUTC(int64_t msSince1970, char* out) {
+    cTimeText text;
+    return text.Format(msSince1970, out);
+}
+
+size_t cTimeText::Format(int64_t msSince1970, char* out) {
+    if (msSince1970 < 0) {
+        memcpy(out, kBefore1970, sizeof kBefore1970 - 1);
+        return sizeof kBefore1970 - 1;
+    }
+    const int64_t second = msSince1970 / 1000;
+    if (second != mSecond) {
+        mLength = FormatSecond(second, mText);
+        mSecond = second;
+    }
+    memcpy(out, mText, mLength);
+    return mLength + Milliseconds(static_cast<unsigned int>(msSince1970 % 1000), out + mLength);
+}
+
+size_t FormatInteger(int64_t value, char* out) {
+    if (value < 0) {
+        out[0] = '-';
+        return 1 + Digits(0 - static_cast<uint64_t>(value), out + 1);
+    }
+    return Digits(static_cast<uint64_t>(value), out);
+}
+
+size_t FormatCode(int64_t value, char* out) {
+    uint64_t code = static_cast<uint64_t>(value);
+    char reversed[16];
+    size_t size = 0;
+    do {
+        reversed[size++] = kUpperHexDigits[code & 15];
+        code >>= 4;
+    } while (code != 0);
+    while (size < 4) {
+        reversed[size++] = '0';
+    }
+    out[0] = '0';
+    out[1] = 'x';
+    for (size_t i = 0; i < size; ++i) {
+        out[2 + i] = reversed[size - 1 - i];
+    }
+    return 2 + size;
+}
+
+size_t FormatReal(double value, char* out) {
+    if (std::isnan(value)) {
+        memcpy(out, "nan", 3);
+        return 3;
+    }
+    const std::to_chars_result result = std::to_chars(out, out + kValueTextSize, value);
+    return result.ec == std::errc() ? static_cast<size_t>(result.ptr - out) : 0;
+}
+
+void FormatHex(const unsigned char* data, size_t size, char* out) {
+    for (size_t i = 0; i < size; ++i) {
+        out[2 * i] = kHexDigits[data[i] >> 4];
+        out[2 * i + 1] = kHexDigits[data[i] & 15];
+    }
+}
