@@ -5,7 +5,7 @@
 
 namespace {
 
-const char kSeparator[] = "  ";  // between the columns of the aligned table
+const size_t kSeparatorWidth = 2;  // spaces between the columns of the aligned table
 
 bool RightAligned(const sColumn& column) {
     return column.mType == COLUMN_INT || column.mType == COLUMN_REAL;
@@ -198,7 +198,7 @@ void cTableWriter::TextLine(const std::string* cells) {
         const size_t width = mWidths[i];
         const size_t pad = width > cell.size() ? width - cell.size() : 0;
         if (i != 0) {
-            pending += sizeof kSeparator - 1;
+            pending += kSeparatorWidth;
         }
         if (RightAligned(mDef.mColumns[i])) {
             pending += pad;
