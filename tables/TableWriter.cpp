@@ -97,26 +97,55 @@ bool cTableWriter::Flush() {
     return !mFailed;
 }
 
+size_t cTableWriter::Scalar(const sColumn& column, const sValue& value, char* out) {
+    switch (column.mType) {
+        case COLUMN_TIME:
+            return mTime.Format(value.mInt, out);
+        case COLUMN_INT:
+            return FormatInteger(value.mInt, out);
+        case COLUMN_CODE:
+            return FormatCode(value.mInt, out);
+        case COLUMN_REAL:
+            return FormatReal(value.mReal, out);
+        default:
+            return 0;
+    }
+}
+
+char* cTableWriter::Room(size_t size) {
+    if (kBufferSize - mUsed < size && !Flush()) {
+        return nullptr;
+    }
+    return mBuffer + mUsed;
+}
+
+void cTableWriter::PutScalar(const sColumn& column, const sValue& value) {
+    char* out = Room(kValueTextSize);
+    if (out != nullptr) {
+        mUsed += Scalar(column, value, out);
+    }
+}
+
+void cTableWriter::PutHex(const sValue& value) {
+    const unsigned char* data = reinterpret_cast<const unsigned char*>(value.mText);
+    for (size_t done = 0; done < value.mSize && !mFailed;) {
+        const size_t part = value.mSize - done < kBufferSize / 4 ? value.mSize - done : kBufferSize / 4;
+        char* out = Room(2 * part);
+        if (out == nullptr) {
+            return;
+        }
+        FormatHex(data + done, part, out);
+        mUsed += 2 * part;
+        done += part;
+    }
+}
+
 size_t cTableWriter::CellText(const sColumn& column, const sValue& value) {
-    char text[kValueTextSize];
-    size_t size = 0;
     mCell.clear();
     if (value.mNull) {
         return 0;
     }
     switch (column.mType) {
-        case COLUMN_TIME:
-            size = mTime.Format(value.mInt, text);
-            break;
-        case COLUMN_INT:
-            size = FormatInteger(value.mInt, text);
-            break;
-        case COLUMN_CODE:
-            size = FormatCode(value.mInt, text);
-            break;
-        case COLUMN_REAL:
-            size = FormatReal(value.mReal, text);
-            break;
         case COLUMN_TEXT:
             mCell.assign(value.mText != nullptr ? value.mText : "", value.mText != nullptr ? value.mSize : 0);
             return mCell.size();
@@ -126,9 +155,12 @@ size_t cTableWriter::CellText(const sColumn& column, const sValue& value) {
                 FormatHex(reinterpret_cast<const unsigned char*>(value.mText), value.mSize, &mCell[0]);
             }
             return mCell.size();
+        default: {
+            char text[kValueTextSize];
+            mCell.assign(text, Scalar(column, value, text));
+            return mCell.size();
+        }
     }
-    mCell.assign(text, size);
-    return size;
 }
 
 void cTableWriter::CSVRow(const sValue* values) {
@@ -136,18 +168,28 @@ void cTableWriter::CSVRow(const sValue* values) {
         if (i != 0) {
             Put(',');
         }
-        const size_t size = CellText(mDef.mColumns[i], values[i]);
-        if (mDef.mColumns[i].mType == COLUMN_TEXT && NeedsQuotes(mCell.data(), size)) {
+        const sColumn& column = mDef.mColumns[i];
+        const sValue& value = values[i];
+        if (value.mNull) {
+            continue;
+        }
+        if (column.mType == COLUMN_BYTES) {
+            PutHex(value);
+        } else if (column.mType != COLUMN_TEXT) {
+            PutScalar(column, value);
+        } else if (value.mText == nullptr) {
+            continue;
+        } else if (!NeedsQuotes(value.mText, value.mSize)) {
+            Put(value.mText, value.mSize);
+        } else {
             Put('"');
-            for (char c : mCell) {
-                if (c == '"') {
+            for (size_t k = 0; k < value.mSize; ++k) {
+                if (value.mText[k] == '"') {
                     Put('"');
                 }
-                Put(c);
+                Put(value.mText[k]);
             }
             Put('"');
-        } else {
-            Put(mCell.data(), size);
         }
     }
     Put('\n');
@@ -157,36 +199,43 @@ void cTableWriter::JSONRow(const sValue* values) {
     Put(mRows == 0 ? "\n{" : ",\n{", mRows == 0 ? 2 : 3);
     for (size_t i = 0; i < mDef.mCount; ++i) {
         const sColumn& column = mDef.mColumns[i];
+        const sValue& value = values[i];
         if (i != 0) {
             Put(',');
         }
         Put('"');
         Put(column.mName, strlen(column.mName));
         Put("\":", 2);
-        if (values[i].mNull) {
+        if (value.mNull) {
             Put("null", 4);
-            continue;
-        }
-        const size_t size = CellText(column, values[i]);
-        if (column.mType == COLUMN_INT || column.mType == COLUMN_REAL) {
-            Put(mCell.data(), size);
-            continue;
-        }
-        Put('"');
-        for (char c : mCell) {
-            const unsigned char u = static_cast<unsigned char>(c);
-            if (c == '"' || c == '\\') {
-                Put('\\');
-                Put(c);
-            } else if (u < 0x20) {
-                static const char kHex[] = "0123456789abcdef";
-                const char escape[6] = {'\\', 'u', '0', '0', kHex[u >> 4], kHex[u & 15]};
-                Put(escape, sizeof escape);
-            } else {
-                Put(c);
+        } else if (column.mType == COLUMN_INT || column.mType == COLUMN_REAL) {
+            PutScalar(column, value);
+        } else if (column.mType == COLUMN_TIME || column.mType == COLUMN_CODE) {
+            Put('"');
+            PutScalar(column, value);
+            Put('"');
+        } else if (column.mType == COLUMN_BYTES) {
+            Put('"');
+            PutHex(value);
+            Put('"');
+        } else {
+            Put('"');
+            for (size_t k = 0; value.mText != nullptr && k < value.mSize; ++k) {
+                const char c = value.mText[k];
+                const unsigned char u = static_cast<unsigned char>(c);
+                if (c == '"' || c == '\\') {
+                    Put('\\');
+                    Put(c);
+                } else if (u < 0x20) {
+                    static const char kHex[] = "0123456789abcdef";
+                    const char escape[6] = {'\\', 'u', '0', '0', kHex[u >> 4], kHex[u & 15]};
+                    Put(escape, sizeof escape);
+                } else {
+                    Put(c);
+                }
             }
+            Put('"');
         }
-        Put('"');
     }
     Put('}');
 }

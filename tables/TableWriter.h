@@ -55,6 +55,12 @@ private:
     void Put(const char* data, size_t size);
     void Put(char c);
     bool Flush();
+    // A value of a time, integer, code or real column into `out` (kValueTextSize bytes); returns its length.
+    size_t Scalar(const sColumn& column, const sValue& value, char* out);
+    // `size` bytes of room in the buffer (flushing it first if need be), null once the output failed.
+    char* Room(size_t size);
+    void PutScalar(const sColumn& column, const sValue& value);
+    void PutHex(const sValue& value);
     // The text of a value into mCell (hex of binary data may be long); returns its length.
     size_t CellText(const sColumn& column, const sValue& value);
     void CSVRow(const sValue* values);

@@ -124,6 +124,37 @@ size_t FormatReal(double value, char* out) {
         memcpy(out, "nan", 3);
         return 3;
     }
+    // Measurements are multiples of 1/16 or 1/128 dB: such a value's exact decimal expansion has at most 7
+    // decimals (1/128 = 0.0078125), and below 2^24 no shorter decimal lies as near it as the doubles next to
+    // it, so the exact expansion is the shortest text that reads back. Written with integers; the rest by
+    // the general shortest-form conversion.
+    const double scaled = value * 128;
+    if (scaled == std::floor(scaled) && std::fabs(scaled) < 2147483648.0 &&
+        !(scaled == 0 && std::signbit(value))) {
+        const int64_t steps = static_cast<int64_t>(scaled);
+        const uint64_t magnitude = static_cast<uint64_t>(steps < 0 ? -steps : steps);
+        char* p = out;
+        if (steps < 0) {
+            *p++ = '-';
+        }
+        p += Digits(magnitude / 128, p);
+        uint64_t fraction = (magnitude % 128) * 78125;  // 10^7 / 128 = 78125: the 7 decimals
+        if (fraction != 0) {
+            *p++ = '.';
+            char digits[7];
+            for (int i = 6; i >= 0; --i) {
+                digits[i] = static_cast<char>('0' + fraction % 10);
+                fraction /= 10;
+            }
+            size_t length = 7;
+            while (digits[length - 1] == '0') {
+                --length;
+            }
+            memcpy(p, digits, length);
+            p += length;
+        }
+        return static_cast<size_t>(p - out);
+    }
     const std::to_chars_result result = std::to_chars(out, out + kValueTextSize, value);
     return result.ec == std::errc() ? static_cast<size_t>(result.ptr - out) : 0;
 }
