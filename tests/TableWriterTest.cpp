@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -116,6 +117,19 @@ TEST(TableWriter, NumbersExactly) {
     for (const auto& c : reals) {
         char text[kValueTextSize];
         EXPECT_EQ(std::string(text, FormatReal(c.mValue, text)), c.mText);
+    }
+    // Every multiple of 1/128 over the measurement ranges and beyond, and values off that grid, as the
+    // standard library's shortest form writes them.
+    std::vector<double> values = {-0.0, 1e-300, 5e-324, 1e300, 16777216.5, 2147483647.0 / 128, 1e7 + 1.0 / 128};
+    for (int64_t k = -200 * 128; k <= 60 * 128; ++k) {
+        values.push_back(static_cast<double>(k) / 128);
+        values.push_back(static_cast<double>(k) / 10);
+    }
+    for (double value : values) {
+        char ours[kValueTextSize];
+        char theirs[kValueTextSize];
+        const std::to_chars_result result = std::to_chars(theirs, theirs + sizeof theirs, value);
+        ASSERT_EQ(std::string(ours, FormatReal(value, ours)), std::string(theirs, result.ptr)) << value;
     }
     const struct {
         int64_t mValue;
