@@ -590,6 +590,30 @@ TEST(CellTimeline, MediansOfTheServingMeasurementsAreExact) {
     EXPECT_EQ(sink.mPeriods[1].mEnteredBy, CELL_ENTRY_UNKNOWN);
 }
 
+TEST(CellTimeline, AConnectionKeepsItsPrimaryCellUnlessAHandoverIsUnderWay) {
+    cSequence s;
+    s.RRC(0, OTA_LTE_UL_CCCH, kConnectionRequest, 193, 1825)
+        .RRC(50, OTA_LTE_UL_DCCH, kSetupComplete, 193, 1825)
+        .Measured(100, 1825, 193, -110, -15)
+        .Measured(200, 3683, 352, -120, -16)  // another SIM's idle cell, logged without a subscription
+        .Measured(300, 1825, 193, -111, -15)
+        .RRC(400, OTA_LTE_DL_DCCH, kHandoverCommand, 193, 1825)
+        .Measured(420, 1825, 216, -100, -10)  // the target, before the complete
+        .RRC(430, OTA_LTE_UL_DCCH, kReconfigurationComplete, 216, 1825)
+        .RRC(1000, OTA_LTE_DL_DCCH, kRelease, 216, 1825)
+        .Measured(1500, 1825, 217, -105, -12);  // idle: a reselection
+    const cRecorder& sink = s.Finish();
+    std::vector<std::string> cells;
+    for (const sCellPeriod& period : sink.mPeriods) {
+        cells.push_back(CellOf(period) + " " + CellEntryName(period.mEnteredBy) + " " +
+                        std::to_string(period.mMeasurements));
+    }
+    EXPECT_EQ(cells,
+              (std::vector<std::string>{"pci 193 earfcn 1825 first 2", "pci 216 earfcn 1825 handover 1",
+                                        "pci 217 earfcn 1825 reselection 1"}));
+    EXPECT_EQ(sink.mPeriods[0].mRSRPMedian, -110.5);
+}
+
 TEST(CellTimeline, MedianOfManyMeasurements) {
     cSequence s;
     // 1501 values from -140 dBm up in steps of 1/16 dB, in a scrambled order (a stride prime to the count):

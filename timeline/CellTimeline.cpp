@@ -703,6 +703,14 @@ void cCellTimeline::sState::Measurement(sSlot& slot, int64_t timeMs, const sMeas
                 evidence.mHasCell = cell.mHasCell;
                 evidence.mCell = cell.mCell;
                 sTrack& track = evidence.mTechnology == RADIO_NR ? slot.mNR : slot.mAnchor;
+                // In connected mode the primary cell changes only by a handover or a re-establishment: the
+                // measurement of another cell without either under way is not this connection's (real
+                // captures interleave the idle serving cell of a second SIM logged without a subscription).
+                if (&track == &slot.mAnchor && track.mOpen && slot.mState == COARSE_CONNECTED &&
+                    !slot.mHandover && !slot.mReestablishment &&
+                    !Matches(track.mPeriod.mCell, track.mPeriod.mTechnology, evidence)) {
+                    break;
+                }
                 if (Observe(slot, track, timeMs, evidence)) {
                     track.mRSRP.Add(cell.mRSRP);
                     track.mRSRQ.Add(cell.mRSRQ);
