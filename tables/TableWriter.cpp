@@ -164,6 +164,53 @@ size_t cTableWriter::CellText(const sColumn& column, const sValue& value) {
 }
 
 void cTableWriter::CSVRow(const sValue* values) {
+    // The most a row can take; when that fits the buffer, the row is written through one pointer.
+    size_t most = mDef.mCount + 1;
+    for (size_t i = 0; i < mDef.mCount; ++i) {
+        const eColumnType type = mDef.mColumns[i].mType;
+        most += type == COLUMN_TEXT    ? 2 * values[i].mSize + 2
+                : type == COLUMN_BYTES ? 2 * values[i].mSize
+                                       : kValueTextSize;
+    }
+    char* p = most <= kBufferSize ? Room(most) : nullptr;
+    if (p == nullptr) {
+        CSVRowPiecewise(values);
+        return;
+    }
+    for (size_t i = 0; i < mDef.mCount; ++i) {
+        if (i != 0) {
+            *p++ = ',';
+        }
+        const sColumn& column = mDef.mColumns[i];
+        const sValue& value = values[i];
+        if (value.mNull ||
+            ((column.mType == COLUMN_TEXT || column.mType == COLUMN_BYTES) && value.mText == nullptr)) {
+            continue;
+        }
+        if (column.mType == COLUMN_BYTES) {
+            FormatHex(reinterpret_cast<const unsigned char*>(value.mText), value.mSize, p);
+            p += 2 * value.mSize;
+        } else if (column.mType != COLUMN_TEXT) {
+            p += Scalar(column, value, p);
+        } else if (!NeedsQuotes(value.mText, value.mSize)) {
+            memcpy(p, value.mText, value.mSize);
+            p += value.mSize;
+        } else {
+            *p++ = '"';
+            for (size_t k = 0; k < value.mSize; ++k) {
+                if (value.mText[k] == '"') {
+                    *p++ = '"';
+                }
+                *p++ = value.mText[k];
+            }
+            *p++ = '"';
+        }
+    }
+    *p++ = '\n';
+    mUsed = static_cast<size_t>(p - mBuffer);
+}
+
+void cTableWriter::CSVRowPiecewise(const sValue* values) {
     for (size_t i = 0; i < mDef.mCount; ++i) {
         if (i != 0) {
             Put(',');

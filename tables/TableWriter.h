@@ -64,6 +64,7 @@ private:
     // The text of a value into mCell (hex of binary data may be long); returns its length.
     size_t CellText(const sColumn& column, const sValue& value);
     void CSVRow(const sValue* values);
+    void CSVRowPiecewise(const sValue* values);  // a row larger than the buffer
     void JSONRow(const sValue* values);
     void TextRow(const sValue* values);
     void TextLine(const std::string* cells);

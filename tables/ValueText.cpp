@@ -155,6 +155,21 @@ size_t FormatReal(double value, char* out) {
         }
         return static_cast<size_t>(p - out);
     }
+    // Tenths (an SNR of raw / 10): when the value is the double nearest to k / 10, "k/10" with one decimal is
+    // its shortest text (no integer is as near).
+    const double tenths = std::nearbyint(value * 10);
+    const int64_t k = std::fabs(tenths) < 2147483648.0 ? static_cast<int64_t>(tenths) : 0;
+    if (k % 10 != 0 && tenths / 10 == value) {
+        const uint64_t magnitude = static_cast<uint64_t>(k < 0 ? -k : k);
+        char* p = out;
+        if (k < 0) {
+            *p++ = '-';
+        }
+        p += Digits(magnitude / 10, p);
+        *p++ = '.';
+        *p++ = static_cast<char>('0' + magnitude % 10);
+        return static_cast<size_t>(p - out);
+    }
     const std::to_chars_result result = std::to_chars(out, out + kValueTextSize, value);
     return result.ec == std::errc() ? static_cast<size_t>(result.ptr - out) : 0;
 }
