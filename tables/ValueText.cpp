@@ -11,17 +11,52 @@ const char kHexDigits[] = "0123456789abcdef";
 const char kUpperHexDigits[] = "0123456789ABCDEF";
 
 size_t Digits(uint64_t value, char* out) {
+    // Two digits at a time from a table of "00".."99".
+    static const char kPairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
     char reversed[24];
     size_t size = 0;
-    do {
-        reversed[size++] = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
+    while (value >= 100) {
+        const unsigned int pair = static_cast<unsigned int>(value % 100) * 2;
+        value /= 100;
+        reversed[size++] = kPairs[pair + 1];
+        reversed[size++] = kPairs[pair];
+    }
+    if (value >= 10) {
+        reversed[size++] = kPairs[value * 2 + 1];
+        reversed[size++] = kPairs[value * 2];
+    } else {
+        reversed[size++] = static_cast<char>('0' + value);
+    }
     for (size_t i = 0; i < size; ++i) {
         out[i] = reversed[size - 1 - i];
     }
     return size;
 }
+
+// The decimals of k / 128 for k = 0..127 (".5", ".0078125", ...; "" for 0), each with its length.
+struct sFractions {
+    char mText[128][9];
+    unsigned char mLength[128];
+    sFractions() {
+        for (unsigned int k = 0; k < 128; ++k) {
+            unsigned int fraction = k * 78125;  // 10^7 / 128 = 78125: the 7 decimals of k / 128
+            char digits[8] = {'.'};
+            for (int i = 7; i >= 1; --i) {
+                digits[i] = static_cast<char>('0' + fraction % 10);
+                fraction /= 10;
+            }
+            size_t length = 8;
+            while (length > 1 && digits[length - 1] == '0') {
+                --length;
+            }
+            mLength[k] = static_cast<unsigned char>(length == 1 ? 0 : length);
+            memcpy(mText[k], digits, 8);
+        }
+    }
+};
 
 // At least `width` digits, zero-padded.
 size_t Padded(uint64_t value, size_t width, char* out) {
@@ -138,22 +173,9 @@ size_t FormatReal(double value, char* out) {
             *p++ = '-';
         }
         p += Digits(magnitude / 128, p);
-        uint64_t fraction = (magnitude % 128) * 78125;  // 10^7 / 128 = 78125: the 7 decimals
-        if (fraction != 0) {
-            *p++ = '.';
-            char digits[7];
-            for (int i = 6; i >= 0; --i) {
-                digits[i] = static_cast<char>('0' + fraction % 10);
-                fraction /= 10;
-            }
-            size_t length = 7;
-            while (digits[length - 1] == '0') {
-                --length;
-            }
-            memcpy(p, digits, length);
-            p += length;
-        }
-        return static_cast<size_t>(p - out);
+        static const sFractions kFractions;
+        memcpy(p, kFractions.mText[magnitude % 128], 8);  // room for it: kValueTextSize
+        return static_cast<size_t>(p - out) + kFractions.mLength[magnitude % 128];
     }
     // Tenths (an SNR of raw / 10): when the value is the double nearest to k / 10, "k/10" with one decimal is
     // its shortest text (no integer is as near).
