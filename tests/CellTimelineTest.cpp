@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -142,9 +143,10 @@ TEST(CellTimeline, HandoversOfTheDualSIMCaptureGoWhereTheCommandsSaid) {
         EXPECT_EQ(periods[i + 1]->mEnteredBy, CELL_ENTRY_HANDOVER) << i;
         EXPECT_GE(periods[i + 1]->mFromMs, periods[i]->mToMs) << "periods do not overlap";
     }
-    // Subscription 2 is idle between short connections for tracking-area updates: it follows in idle mode.
+    // Subscription 2 is idle between short connections for tracking-area updates: it follows in idle mode,
+    // and its serving-cell logs show three more reselections (twice to PCI 225 of EARFCN 36275, band 34).
     const std::vector<const sCellPeriod*> second = sink.Periods(2);
-    ASSERT_EQ(second.size(), 22u);
+    ASSERT_EQ(second.size(), 25u);
     EXPECT_EQ(second[0]->mEnteredBy, CELL_ENTRY_FIRST);
     for (size_t i = 1; i < second.size(); ++i) {
         EXPECT_EQ(second[i]->mEnteredBy, CELL_ENTRY_RESELECTION) << i;
@@ -163,6 +165,131 @@ TEST(CellTimeline, HandoversOfTheDualSIMCaptureGoWhereTheCommandsSaid) {
         EXPECT_TRUE(event.mSubscription == 1 || event.mSubscription == 2);
         EXPECT_EQ(event.mTechnology, RADIO_LTE);
     }
+}
+
+// Every serving-cell log, serving MIB and primary serving measurement of the packets against the period of
+// its subscription that covers its time: the counts of those that agree and of all (MIBs of other cells
+// apart).
+struct sAgreement {
+    unsigned int mServingCells[2] = {0, 0};
+    unsigned int mMIBs[2] = {0, 0};
+    unsigned int mOtherMIBs = 0;
+    unsigned int mMeasurements[2] = {0, 0};
+};
+
+sAgreement Agreement(const std::vector<Bytes>& packets, const cRecorder& sink) {
+    sAgreement agreement;
+    cMeasExtractor meas;
+    std::unique_ptr<sMeasLog> log(new sMeasLog);
+    cItemClock clock(ITEM_CLOCK_PACKET);
+    for (const Bytes& packet : packets) {
+        const int64_t timeMs =
+            UnixMsFromISF(clock.Stamp(packet.data(), packet.size()) / FILETIME_UNITS_PER_MS);
+        if (meas.Extract(packet.data(), packet.size(), *log) != MEAS_OK || log->mTechnology != RADIO_LTE) {
+            continue;
+        }
+        const sCellPeriod* covering = nullptr;
+        for (const sCellPeriod* period : sink.Periods(log->mSubscription)) {
+            if (period->mTechnology == RADIO_LTE && period->mFromMs <= timeMs && timeMs <= period->mToMs) {
+                covering = period;
+            }
+        }
+        const sCellInfo& info = log->mCellInfo;
+        const bool sameCell = covering != nullptr && covering->mCell.mCell == info.mCell &&
+                              covering->mCell.mDLChannel == info.mDLChannel;
+        if (log->mKind == MEAS_KIND_SERVING_CELL) {
+            ++agreement.mServingCells[1];
+            agreement.mServingCells[0] += sameCell && covering->mCell.mIdentity == info.mIdentity &&
+                                          covering->mCell.mArea == info.mArea &&
+                                          covering->mCell.mBand == info.mBand &&
+                                          covering->mCell.mDLBandwidthMHz == info.mDLBandwidthMHz;
+        } else if (log->mKind == MEAS_KIND_MIB && sameCell) {
+            ++agreement.mMIBs[1];
+            agreement.mMIBs[0] += covering->mCell.mDLBandwidthMHz == info.mDLBandwidthMHz;
+        } else if (log->mKind == MEAS_KIND_MIB) {
+            ++agreement.mOtherMIBs;
+        } else if (log->mKind == MEAS_KIND_MEASUREMENT) {
+            for (size_t i = 0; i < log->mCellCount; ++i) {
+                const sMeasuredCell& cell = log->mCells[i];
+                if (cell.mServing && cell.mServingIndex == 0) {
+                    ++agreement.mMeasurements[1];
+                    agreement.mMeasurements[0] += covering != nullptr &&
+                                                  covering->mCell.mCell == cell.mCell &&
+                                                  covering->mCell.mDLChannel == cell.mChannel;
+                    break;
+                }
+            }
+        }
+    }
+    return agreement;
+}
+
+TEST(CellTimeline, TheDualSIMCapturesCellLogsLieInTheirPeriods) {
+    const std::vector<Bytes> packets = StreamPackets("dualsim_5g_20201116_195935.bin");
+    cRecorder sink;
+    Feed(packets, sink);
+    const sAgreement agreement = Agreement(packets, sink);
+    EXPECT_EQ(agreement.mServingCells[0], agreement.mServingCells[1]);
+    EXPECT_EQ(agreement.mServingCells[1], 71u);
+    EXPECT_EQ(agreement.mMIBs[0], agreement.mMIBs[1]);
+    EXPECT_EQ(agreement.mMIBs[1], 75u);
+    EXPECT_EQ(agreement.mOtherMIBs, 25u) << "MIBs of cells read during searches";
+    // The formats page's worked example, the serving-cell log of subscription 1 at 11:56:24.821: PCI 162,
+    // EARFCN 1350, cell identity 0x078980BB, TAC 4566, band 3, 100 resource blocks, PLMN 460-00. It names the
+    // cell the handover of 11:56:24.678 went to.
+    const std::vector<const sCellPeriod*> periods = sink.Periods(1);
+    ASSERT_GE(periods.size(), 2u);
+    const sCellPeriod& period = *periods[1];
+    EXPECT_EQ(period.mEnteredBy, CELL_ENTRY_HANDOVER);
+    EXPECT_EQ(CellOf(period), "pci 162 earfcn 1350");
+    EXPECT_EQ(period.mCell.mIdentity, 0x078980BBu);
+    EXPECT_EQ(period.mCell.mArea, 4566u);
+    EXPECT_EQ(period.mCell.mBand, 3);
+    EXPECT_EQ(period.mCell.mDLBandwidthMHz, 20);
+    EXPECT_EQ(period.mCell.mMCC, 460);
+    EXPECT_EQ(period.mCell.mMNC, 0);
+    EXPECT_EQ(period.mCell.mMNCDigits, 2);
+}
+
+TEST(CellTimeline, HandoversWithTheirServingCellLogs) {
+    // Hand-decoded serving-cell logs of the two sections: lte_volte, PCI 370 EARFCN 2300: cell identity
+    // 23799811, TAC 16290, band 4, 100 RB, PLMN 310-260; lte_attach, PCI 312 EARFCN 66586: 58905869, TAC
+    // 58891, band 66, 50 RB, 311-480, then after the handover PCI 312 EARFCN 5230: 58905857, band 13.
+    const struct {
+        const char* mSection;
+        std::vector<std::string> mCells;  // "pci earfcn identity band MHz entered"
+    } cases[] = {
+        {"lte_volte.bin", {"pci 328 earfcn 2300 0 0 0 first", "pci 370 earfcn 2300 23799811 4 20 handover"}},
+        {"lte_attach.bin",
+         {"pci 312 earfcn 66586 58905869 66 10 first", "pci 312 earfcn 5230 58905857 13 10 handover"}},
+    };
+    for (const auto& c : cases) {
+        const std::vector<Bytes> packets = Section("timeline_sequences.txt", c.mSection);
+        cRecorder sink;
+        Feed(packets, sink);
+        std::vector<std::string> cells;
+        for (const sCellPeriod& period : sink.mPeriods) {
+            char text[128];
+            snprintf(text, sizeof text, " %llu %u %g %s",
+                     static_cast<unsigned long long>(period.mCell.mIdentity), period.mCell.mBand,
+                     period.mCell.mDLBandwidthMHz, CellEntryName(period.mEnteredBy));
+            cells.push_back(CellOf(period) + text);
+        }
+        EXPECT_EQ(cells, c.mCells) << c.mSection;
+        const sAgreement agreement = Agreement(packets, sink);
+        EXPECT_EQ(agreement.mServingCells[0], agreement.mServingCells[1]) << c.mSection;
+        EXPECT_EQ(agreement.mMIBs[0], agreement.mMIBs[1]) << c.mSection;
+        EXPECT_EQ(agreement.mMIBs[1], 1u) << c.mSection;
+    }
+    // The primary cells of the serving measurements of the lte_bler section lie in their periods, but for the
+    // one at 10:19:35.800 of PCI 352 on EARFCN 3683, which interleaves every 1.28 s (a paging cycle) while the
+    // phone is connected on EARFCN 1825: a second SIM's idle cell, logged without a subscription.
+    const std::vector<Bytes> bler = Section("timeline_sequences.txt", "lte_bler.bin");
+    cRecorder sink;
+    Feed(bler, sink);
+    const sAgreement agreement = Agreement(bler, sink);
+    EXPECT_EQ(agreement.mMeasurements[1], 24u);
+    EXPECT_EQ(agreement.mMeasurements[0], 23u);
 }
 
 TEST(CellTimeline, CaptureAHandoversRejectsAndTheNASLoggedTwice) {

@@ -395,12 +395,12 @@ tables() {
     "$palvorin" cells --json d.isf >cells.json 2>/dev/null
     "$palvorin" cells d.isf >cells.text 2>/dev/null
     cat cells.txt
-    grep -q "^cells of d.isf: 44 serving-cell periods$" cells.txt || fail "cells summary: $(head -n 1 cells.txt)"
+    grep -q "^cells of d.isf: 47 serving-cell periods$" cells.txt || fail "cells summary: $(head -n 1 cells.txt)"
     head -n 1 cells.csv | grep -qx "from_utc,to_utc,subscription,technology,arfcn,pci,cell_id,tac,mcc,mnc,band,bandwidth_mhz,entered_by,rsrp_median_dbm,rsrq_median_db,measurements" ||
         fail "cells columns: $(head -n 1 cells.csv)"
     head -n 1 cells.text | grep -q "^from_utc  *to_utc  *subscription  technology  arfcn  pci  " ||
         fail "cells text header: $(head -n 1 cells.text)"
-    expect_eq "cells as text" "$(($(wc -l <cells.text) - 1))" 44
+    expect_eq "cells as text" "$(($(wc -l <cells.text) - 1))" 47
     # The targets of the handover commands as tshark decodes them, in order.
     tshark -r d.pcap -Y lte-rrc.mobilityControlInfo_element -T fields -e lte-rrc.targetPhysCellId \
         -e lte-rrc.dl_CarrierFreq >targets.txt 2>tshark.err || fail "tshark: $(cat tshark.err)"
@@ -413,7 +413,7 @@ cells = list(csv.DictReader(open("cells.csv")))
 assert cells == [{k: ("" if v is None else str(v)) for k, v in row.items()} for row in json.load(open("cells.json"))], "csv and json"
 time = re.compile(r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
 assert all(time.match(c["from_utc"]) and time.match(c["to_utc"]) and c["from_utc"] <= c["to_utc"] for c in cells)
-for sub, entries in (("1", ["first"] + ["handover"] * 21), ("2", ["first"] + ["reselection"] * 21)):
+for sub, entries in (("1", ["first"] + ["handover"] * 21), ("2", ["first"] + ["reselection"] * 24)):
     assert [c["entered_by"] for c in cells if c["subscription"] == sub] == entries, sub
 events = json.load(open("events.json"))
 assert events == [{k: (None if v == "" else int(v) if k == "subscription" else v) for k, v in row.items()}
