@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "jni/ISFFormat.h"
+#include "tables/CaptureTables.h"
 #include "tables/ValueText.h"
+#include "tests/DiagPackets.h"
 #include "tools/palvorin/ItemInfo.h"
 
 namespace {
@@ -120,7 +122,8 @@ TEST(TableWriter, NumbersExactly) {
     }
     // Every multiple of 1/128 over the measurement ranges and beyond, and values off that grid, as the
     // standard library's shortest form writes them.
-    std::vector<double> values = {-0.0, 1e-300, 5e-324, 1e300, 16777216.5, 2147483647.0 / 128, 1e7 + 1.0 / 128};
+    std::vector<double> values = {-0.0,           1e-300, 5e-324, 1e300, 16777216.5, 2147483647.0 / 128,
+                                  1e7 + 1.0 / 128};
     for (int64_t k = -200 * 128; k <= 60 * 128; ++k) {
         values.push_back(static_cast<double>(k) / 128);
         values.push_back(static_cast<double>(k) / 10);
@@ -202,6 +205,21 @@ TEST(TableWriter, MeasurementRowsInEachFormat) {
               "\"log_code\":\"0xB193\",\"serving\":1,\"arfcn\":1825,\"pci\":73,\"rsrp_dbm\":-98.5625,"
               "\"rsrq_db\":-9.8125,\"rssi_dbm\":null,\"sinr_db\":null,\"rscp_dbm\":null,\"ecio_db\":null,"
               "\"rxlev_dbm\":null}\n]\n");
+}
+
+TEST(TableWriter, TheFirstServingMeasurementOfARealCaptureAsTheFormatsPageWorksItOut) {
+    // The first 0xB193 of lte_bler.bin (real capture D, Apache-2.0; tests/data/meas_lte_bler.txt), the
+    // formats page's worked example: PCI 73 on EARFCN 1825, RSRP raw 663 + 640 -> -98.5625 dBm, RSRQ raw 323
+    // -> -9.8125 dB, RSSI raw 642 -> -69.875 dBm, SNR of chain 0 raw 291 -> 9.1 dB (chain 1: 7.9).
+    const std::vector<Bytes> packets = HexLines("meas_lte_bler.txt");
+    ASSERT_FALSE(packets.empty());
+    cStringOutput output;
+    cTableWriter writer(TABLE_MEASUREMENTS, TABLE_FORMAT_CSV, output);
+    cCaptureTables capture(TableBit(TABLE_MEASUREMENTS));
+    ASSERT_TRUE(capture.Item(0, packets[0].data(), packets[0].size(), 5, 1564481946750, writer));
+    ASSERT_TRUE(writer.Finish());
+    EXPECT_EQ(output.mText.substr(output.mText.find('\n') + 1),
+              "2019-07-30T10:19:06.750Z,,lte,0xB193,1,1825,73,-98.5625,-9.8125,-69.875,9.1,,,\n");
 }
 
 TEST(TableWriter, AlignedTextMeasuresItsFirstRows) {
