@@ -11,27 +11,27 @@ const char kHexDigits[] = "0123456789abcdef";
 const char kUpperHexDigits[] = "0123456789ABCDEF";
 
 size_t Digits(uint64_t value, char* out) {
-    // Two digits at a time from a table of "00".."99".
+    // The count of digits first, then two at a time from the end, from a table of "00".."99".
     static const char kPairs[] =
         "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
         "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
         "8081828384858687888990919293949596979899";
-    char reversed[24];
-    size_t size = 0;
+    size_t size = 1;
+    for (uint64_t bound = 10; size < 20 && value >= bound; bound *= 10) {
+        ++size;
+    }
+    char* p = out + size;
     while (value >= 100) {
         const unsigned int pair = static_cast<unsigned int>(value % 100) * 2;
         value /= 100;
-        reversed[size++] = kPairs[pair + 1];
-        reversed[size++] = kPairs[pair];
+        *--p = kPairs[pair + 1];
+        *--p = kPairs[pair];
     }
     if (value >= 10) {
-        reversed[size++] = kPairs[value * 2 + 1];
-        reversed[size++] = kPairs[value * 2];
+        *--p = kPairs[value * 2 + 1];
+        *--p = kPairs[value * 2];
     } else {
-        reversed[size++] = static_cast<char>('0' + value);
-    }
-    for (size_t i = 0; i < size; ++i) {
-        out[i] = reversed[size - 1 - i];
+        *--p = static_cast<char>('0' + value);
     }
     return size;
 }
@@ -163,10 +163,10 @@ size_t FormatReal(double value, char* out) {
     // decimals (1/128 = 0.0078125), and below 2^24 no shorter decimal lies as near it as the doubles next to
     // it, so the exact expansion is the shortest text that reads back. Written with integers; the rest by
     // the general shortest-form conversion.
+    // Integer conversions rather than floor and round: no library call on the way.
     const double scaled = value * 128;
-    if (scaled == std::floor(scaled) && std::fabs(scaled) < 2147483648.0 &&
-        !(scaled == 0 && std::signbit(value))) {
-        const int64_t steps = static_cast<int64_t>(scaled);
+    const int64_t steps = scaled > -2147483648.0 && scaled < 2147483648.0 ? static_cast<int64_t>(scaled) : 0;
+    if (static_cast<double>(steps) == scaled && !(steps == 0 && std::signbit(value))) {
         const uint64_t magnitude = static_cast<uint64_t>(steps < 0 ? -steps : steps);
         char* p = out;
         if (steps < 0) {
@@ -179,9 +179,11 @@ size_t FormatReal(double value, char* out) {
     }
     // Tenths (an SNR of raw / 10): when the value is the double nearest to k / 10, "k/10" with one decimal is
     // its shortest text (no integer is as near).
-    const double tenths = std::nearbyint(value * 10);
-    const int64_t k = std::fabs(tenths) < 2147483648.0 ? static_cast<int64_t>(tenths) : 0;
-    if (k % 10 != 0 && tenths / 10 == value) {
+    const double times10 = value * 10;
+    const int64_t k = times10 > -2147483648.0 && times10 < 2147483648.0
+                          ? static_cast<int64_t>(times10 < 0 ? times10 - 0.5 : times10 + 0.5)
+                          : 0;
+    if (k % 10 != 0 && static_cast<double>(k) / 10 == value) {
         const uint64_t magnitude = static_cast<uint64_t>(k < 0 ? -k : k);
         char* p = out;
         if (k < 0) {
