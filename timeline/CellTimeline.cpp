@@ -1,7 +1,7 @@
 // Per subscription, two tracks of serving-cell periods: the anchor (LTE, WCDMA or GSM: the cell the phone
 // camps on or is connected to) and the NR leg (a secondary cell group of EN-DC, or an NR cell of its own).
 // Evidence of the serving cell: serving-cell logs (authoritative for identity), serving-cell measurements
-// (the primary cell) and the radio context of the LTE and WCDMA RRC logs of the dedicated, common and paging
+// (the primary cell) and the radio context of the LTE and WCDMA RRC logs of the dedicated and common control
 // channels. A MIB is read during searches too, so it only fills the bandwidth of the cell already serving.
 // The NR leg changes only with NR serving-cell logs or measurements: the first bits of a message never tell
 // an NR cell change.
