@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tables/TableColumns.h"
 #include "tables/TableWriter.h"
@@ -56,3 +57,9 @@ struct sTableOptions {
     eTableFormat mFormat = TABLE_FORMAT_TEXT;
 };
 int RunTable(const sTableOptions& options);
+
+struct sDBAddOptions {
+    std::string mDatabase;            // a SQLite path or a postgresql:// URL
+    std::vector<std::string> mFiles;  // ISF files
+};
+int RunDBAdd(const sDBAddOptions& options);

@@ -124,11 +124,9 @@ int main(int argc, char** argv) {
         const char* mHelp;
     } kTableCommands[] = {
         {TABLE_MEASUREMENTS,
-         "One row per measured cell per measurement log: time, subscription, technology, log code, serving "
-         "(1) "
-         "or neighbour (0), channel, cell, RSRP, RSRQ, RSSI, SINR (LTE, NR), RSCP and Ec/Io (WCDMA), RxLev "
-         "(GSM) "
-         "in dBm and dB; a summary of the logs read on standard error"},
+         "One row per measured cell per measurement log: time, subscription, technology, log code, "
+         "serving (1) or neighbour (0), channel, cell, RSRP, RSRQ, RSSI, SINR (LTE, NR), RSCP and Ec/Io "
+         "(WCDMA), RxLev (GSM) in dBm and dB; a summary of the logs read on standard error"},
         {TABLE_CELLS,
          "The serving-cell periods of each subscription: from, to, technology, channel, cell, cell identity, "
          "TAC, PLMN, band, bandwidth, how the period began (first, handover, reselection, redirection, "
@@ -138,8 +136,7 @@ int main(int argc, char** argv) {
          "tracking-area update, service request and detach with their outcome and cause"},
         {TABLE_MESSAGES,
          "One row per signalling message: time, subscription, technology, channel, direction, channel "
-         "number, "
-         "cell, log code and the message as hex"},
+         "number, cell, log code and the message as hex"},
     };
     std::vector<std::pair<CLI::App*, eTable>> tableCommands;
     sTableOptions table;
@@ -154,6 +151,25 @@ int main(int argc, char** argv) {
             ->excludes(csvOption);
         tableCommands.emplace_back(sub, command.mTable);
     }
+
+    sDBAddOptions dbAdd;
+    CLI::App* dbCommand = app.add_subcommand(
+        "db", "The SQL database of a campaign: a SQLite file or a PostgreSQL server (README: the schema)");
+    dbCommand->require_subcommand(1);
+    CLI::App* dbAddCommand = dbCommand->add_subcommand(
+        "add",
+        "Add ISF files to a campaign database, each in one transaction: its messages, measurements, cells "
+        "and "
+        "events with a row in `files`. A file already there (the same SHA-256) is skipped; a file that "
+        "cannot "
+        "be read whole is reported and nothing of it is stored; the others go on. Exit status 1 if any "
+        "failed");
+    dbAddCommand
+        ->add_option("DB", dbAdd.mDatabase,
+                     "a SQLite file (created when missing) or a PostgreSQL URL such as "
+                     "postgresql://user@host/campaign or postgresql:///campaign?host=/run/postgresql")
+        ->required();
+    dbAddCommand->add_option("FILE", dbAdd.mFiles, "the ISF files to add")->required();
 
     try {
         app.parse(argc, argv);
@@ -176,6 +192,9 @@ int main(int argc, char** argv) {
     }
     if (*pcapCommand) {
         return RunPcap(pcapIn, pcapOut);
+    }
+    if (*dbAddCommand) {
+        return RunDBAdd(dbAdd);
     }
     for (const auto& command : tableCommands) {
         if (*command.first) {
