@@ -145,9 +145,12 @@ private:
 cCaptureTables::cCaptureTables(uint32_t tables)
     : mTables(tables),
       mLog(new (std::nothrow) sMeasLog),
-      mTimelineRows(new (std::nothrow) cTimelineRows(tables, mSummary)) {}
+      mTimelineRows(new (std::nothrow) cTimelineRows(tables, mSummary)),
+      mFeed(mTimelineRows != nullptr ? new (std::nothrow) cTimeOrderedFeed(mTimeline, *mTimelineRows)
+                                     : nullptr) {}
 
 cCaptureTables::~cCaptureTables() {
+    delete mFeed;
     delete mLog;
     delete mTimelineRows;
 }
@@ -155,7 +158,7 @@ cCaptureTables::~cCaptureTables() {
 bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t size, unsigned int type,
                           int64_t timeMs, cTableSink& sink) {
     ++mSummary.mItems;
-    if (mLog == nullptr || mTimelineRows == nullptr) {
+    if (mLog == nullptr || mTimelineRows == nullptr || mFeed == nullptr) {
         return false;
     }
     mTimelineRows->mSink = &sink;
@@ -170,7 +173,7 @@ bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t s
             if (Wants(TABLE_MESSAGES) && !MessageRow(timeMs, message, sink)) {
                 return false;
             }
-            if (timeline && !mTimeline.Message(timeMs, message, *mTimelineRows)) {
+            if (timeline && !mFeed->Message(timeMs, message)) {
                 return false;
             }
         }
@@ -184,7 +187,7 @@ bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t s
             if (Wants(TABLE_MEASUREMENTS) && !MeasurementRows(timeMs, sink)) {
                 return false;
             }
-            if (timeline && !mTimeline.Measurement(timeMs, *mLog, *mTimelineRows)) {
+            if (timeline && !mFeed->Measurement(timeMs, *mLog, payload, size)) {
                 return false;
             }
         }
@@ -197,11 +200,12 @@ bool cCaptureTables::Finish(cTableSink& sink) {
     mSummary.mOTAByStatus[OTA_EXTRACT_SEGMENT_HELD] -= held;
     mSummary.mOTAByStatus[OTA_EXTRACT_SEGMENTS_INCOMPLETE] += held;
     mOTA.Reset();
-    if (mTimelineRows == nullptr) {
+    if (mTimelineRows == nullptr || mFeed == nullptr) {
         return false;
     }
     mTimelineRows->mSink = &sink;
-    return !(Wants(TABLE_CELLS) || Wants(TABLE_EVENTS)) || mTimeline.Finish(*mTimelineRows);
+    return !(Wants(TABLE_CELLS) || Wants(TABLE_EVENTS)) ||
+           (mFeed->Drain() && mTimeline.Finish(*mTimelineRows));
 }
 
 bool cCaptureTables::ItemRow(uint64_t index, const unsigned char* payload, size_t size, unsigned int type,
