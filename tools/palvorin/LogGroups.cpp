@@ -1,7 +1,10 @@
 #include "tools/palvorin/LogGroups.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "ota/OTAExtractor.h"
 
 namespace {
 
@@ -18,6 +21,14 @@ const sRange kGSMRR[] = {{0x512F, 0x512F}, {0x5B2F, 0x5B2F}, {0x5134, 0x5134}, {
 const sRange kGPRSNAS[] = {{0x5230, 0x5230}};  // GMM/SM
 const sRange kUMTSNAS[] = {{0x713A, 0x713A}, {0x7B3A, 0x7B3A}};
 const sRange kWCDMARRC[] = {{0x4127, 0x4127}, {0x412F, 0x412F}};  // cell id, RRC
+// Serving cell and measurements: LTE MIB, serving cell, cell measurements and neighbours, NR
+// measurements and cell, WCDMA cell id and measurements, GSM cell information and measurements.
+const sRange kMeasurement[] = {
+    {0xB0C1, 0xB0C2}, {0xB193, 0xB193}, {0xB17F, 0xB180}, {0xB192, 0xB192}, {0xB195, 0xB195},
+    {0xB179, 0xB179}, {0xB197, 0xB197}, {0xB188, 0xB188}, {0xB97F, 0xB97F}, {0xB975, 0xB975},
+    {0xB822, 0xB823}, {0x4127, 0x4127}, {0x4005, 0x4005}, {0x4125, 0x4125}, {0x5134, 0x5134},
+    {0x5B34, 0x5B34}, {0x51FC, 0x51FC}, {0x5071, 0x5071}, {0x507A, 0x507B},
+};
 
 struct sPart {
     const sRange* mRanges;
@@ -29,16 +40,38 @@ struct sPart {
 struct sGroup {
     const char* mName;
     sPart mParts[4];
+    bool mSignalling;  // and every code the extractor reads
+    bool mEvents;      // and event reports
 };
 const sGroup kGroups[] = {
-    {"lte", {PART(kLTERRC), PART(kLTENAS)}},
-    {"nr", {PART(kNRRRC), PART(kNRNAS)}},
-    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}},
-    {"umts", {PART(kUMTSNAS)}},
-    {"wcdma", {PART(kWCDMARRC)}},
-    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}},
-    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}},
+    {"default", {PART(kMeasurement)}, true, true},
+    {"signalling", {}, true, false},
+    {"measurement", {PART(kMeasurement)}, false, false},
+    {"events", {}, false, true},
+    {"lte", {PART(kLTERRC), PART(kLTENAS)}, false, false},
+    {"nr", {PART(kNRRRC), PART(kNRNAS)}, false, false},
+    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}, false, false},
+    {"umts", {PART(kUMTSNAS)}, false, false},
+    {"wcdma", {PART(kWCDMARRC)}, false, false},
+    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}, false, false},
+    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}, false, false},
 };
+
+void AddGroup(const sGroup& group, sLogChoice& choice) {
+    for (const sPart& part : group.mParts) {
+        for (size_t i = 0; i < part.mCount; ++i) {
+            for (unsigned int code = part.mRanges[i].mFirst; code <= part.mRanges[i].mLast; ++code) {
+                choice.mCodes.insert(code);
+            }
+        }
+    }
+    if (group.mSignalling) {
+        for (size_t i = 0; i < OTASignallingLogCodeCount(); ++i) {
+            choice.mCodes.insert(OTASignallingLogCode(i));
+        }
+    }
+    choice.mEvents = choice.mEvents || group.mEvents;
+}
 
 }  // namespace
 
@@ -59,14 +92,7 @@ bool ParseLogChoice(const std::string& list, sLogChoice& choice, std::string& er
         for (const sGroup& group : kGroups) {
             if (word == group.mName) {
                 known = true;
-                for (const sPart& part : group.mParts) {
-                    for (size_t i = 0; i < part.mCount; ++i) {
-                        for (unsigned int code = part.mRanges[i].mFirst; code <= part.mRanges[i].mLast;
-                             ++code) {
-                            choice.mCodes.insert(code);
-                        }
-                    }
-                }
+                AddGroup(group, choice);
             }
         }
         if (!known) {
@@ -88,4 +114,16 @@ std::string LogGroupNames() {
         names += std::string(group.mName) + ", ";
     }
     return names + "all";
+}
+
+std::string MeasurementCodeNames() {
+    std::string names;
+    for (const sRange& range : kMeasurement) {
+        for (unsigned int code = range.mFirst; code <= range.mLast; ++code) {
+            char name[16];
+            snprintf(name, sizeof name, "%s0x%04X", names.empty() ? "" : ", ", code);
+            names += name;
+        }
+    }
+    return names;
 }
