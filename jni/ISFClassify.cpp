@@ -155,3 +155,28 @@ bool IsFileListDiagReqRsp(const unsigned char* data, unsigned int length, unsign
     }
     return true;  // deliberate: every other protocol's packet of 4 bytes or more is kept, latest per key
 }
+
+namespace {
+
+const char* const kTypeNames[] = {"short-log",
+                                  "response",
+                                  "request",
+                                  nullptr,
+                                  "event",
+                                  "log",
+                                  "message",
+                                  "tagged-request",
+                                  "ota-log",
+                                  "subsystem-response",
+                                  "subsystem-request"};
+const unsigned int kTypeCount = sizeof kTypeNames / sizeof kTypeNames[0];
+
+}  // namespace
+
+bool IsKnownItemType(unsigned int type) {
+    return type < kTypeCount && kTypeNames[type] != nullptr;
+}
+
+const char* ItemTypeName(unsigned int type) {
+    return IsKnownItemType(type) ? kTypeNames[type] : "unknown";
+}

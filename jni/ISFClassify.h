@@ -22,6 +22,11 @@ enum eItemType : unsigned int {
     ITEM_TYPE_DERIVE = 0xFFFFFFFF,     // passed in: the store derives the type from the packet
 };
 
+// Short name of an item type ("log", "ota-log", ...), or "unknown".
+const char* ItemTypeName(unsigned int type);
+// True for the item types the store assigns (0, 1, 2 and 4 to 10).
+bool IsKnownItemType(unsigned int type);
+
 // The protocol type the store stores with protocol 4 (a request) and item type 7.
 const unsigned int ISF_PROTOCOL_TAGGED_REQUEST = 514;
 // Command codes from this value up are unknown to the store (logged, still stored).

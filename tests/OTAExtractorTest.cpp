@@ -12,32 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "stream/FrameDecoder.h"
 #include "tests/DiagPackets.h"
+#include "tests/StreamPackets.h"
 #include "wcdma/WCDMARRCAccumulator.h"
 
 namespace {
 
 using Counts = std::map<std::string, unsigned int>;
-
-// The packets of a raw stream as the tool's recorder splits it.
-std::vector<Bytes> StreamPackets(const std::string& name) {
-    struct cCollect : cPacketSink {
-        bool Packet(sSharedBuffer* packet) override {
-            mPackets.emplace_back(packet->mData, packet->mData + packet->mSize);
-            return true;
-        }
-        std::vector<Bytes> mPackets;
-    } sink;
-    const Bytes stream = ReadTestData(name);
-    cFrameDecoder decoder;
-    size_t room = 0;
-    unsigned char* space = decoder.Space(room);
-    EXPECT_GE(room, stream.size());
-    memcpy(space, stream.data(), stream.size());
-    decoder.Decode(stream.size(), true, sink);
-    return sink.mPackets;
-}
 
 // The message's bytes, to compare with Hex(...).
 Bytes MessageBytes(const sOTAMessage& message) {

@@ -12,30 +12,9 @@
 
 namespace {
 
-const char* const kTypeNames[] = {"short-log",
-                                  "response",
-                                  "request",
-                                  nullptr,
-                                  "event",
-                                  "log",
-                                  "message",
-                                  "tagged-request",
-                                  "ota-log",
-                                  "subsystem-response",
-                                  "subsystem-request"};
-const unsigned int kTypeCount = sizeof kTypeNames / sizeof kTypeNames[0];
-
 const uint64_t kMsFrom1601To1970 = FILETIME_UNIX_EPOCH / FILETIME_UNITS_PER_MS;
 
 }  // namespace
-
-bool IsKnownItemType(unsigned int type) {
-    return type < kTypeCount && kTypeNames[type] != nullptr;
-}
-
-const char* ItemTypeName(unsigned int type) {
-    return IsKnownItemType(type) ? kTypeNames[type] : "unknown";
-}
 
 std::string FormatUTC(uint64_t msSince1601) {
     char text[kUTCTextSize];

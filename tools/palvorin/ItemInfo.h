@@ -7,12 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "jni/ISFClassify.h"
 #include "ota/OTAExtractor.h"
 
-// Short name of an item type ("log", "ota-log", ...), or "unknown".
-const char* ItemTypeName(unsigned int type);
-// True for the item types the store assigns (0, 1, 2 and 4 to 10).
-bool IsKnownItemType(unsigned int type);
 
 // Milliseconds since 1601-01-01 as "YYYY-MM-DDTHH:MM:SS.mmmZ".
 std::string FormatUTC(uint64_t msSince1601);
