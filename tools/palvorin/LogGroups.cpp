@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "meas/MeasExtractor.h"
 #include "ota/OTAExtractor.h"
 
 namespace {
@@ -21,15 +22,6 @@ const sRange kGSMRR[] = {{0x512F, 0x512F}, {0x5B2F, 0x5B2F}, {0x5134, 0x5134}, {
 const sRange kGPRSNAS[] = {{0x5230, 0x5230}};  // GMM/SM
 const sRange kUMTSNAS[] = {{0x713A, 0x713A}, {0x7B3A, 0x7B3A}};
 const sRange kWCDMARRC[] = {{0x4127, 0x4127}, {0x412F, 0x412F}};  // cell id, RRC
-// Serving cell and measurements: LTE MIB, serving cell, cell measurements and neighbours, NR
-// measurements and cell, WCDMA cell id and measurements, GSM cell information and measurements.
-const sRange kMeasurement[] = {
-    {0xB0C1, 0xB0C2}, {0xB193, 0xB193}, {0xB17F, 0xB180}, {0xB192, 0xB192}, {0xB195, 0xB195},
-    {0xB179, 0xB179}, {0xB197, 0xB197}, {0xB188, 0xB188}, {0xB97F, 0xB97F}, {0xB975, 0xB975},
-    {0xB822, 0xB823}, {0x4127, 0x4127}, {0x4005, 0x4005}, {0x4125, 0x4125}, {0x5134, 0x5134},
-    {0x5B34, 0x5B34}, {0x51FC, 0x51FC}, {0x5071, 0x5071}, {0x507A, 0x507B},
-};
-
 struct sPart {
     const sRange* mRanges;
     size_t mCount;
@@ -40,22 +32,25 @@ struct sPart {
 struct sGroup {
     const char* mName;
     sPart mParts[4];
-    bool mSignalling;  // and every code the extractor reads
-    bool mEvents;      // and event reports
+    bool mSignalling;   // and every code the signalling extractor reads (ota/OTAExtractor.h)
+    bool mMeasurement;  // and every code the measurement extractor reads (meas/MeasExtractor.h)
+    bool mEvents;       // and event reports
 };
 const sGroup kGroups[] = {
-    {"default", {PART(kMeasurement)}, true, true},
-    {"signalling", {}, true, false},
-    {"measurement", {PART(kMeasurement)}, false, false},
-    {"events", {}, false, true},
-    {"lte", {PART(kLTERRC), PART(kLTENAS)}, false, false},
-    {"nr", {PART(kNRRRC), PART(kNRNAS)}, false, false},
-    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}, false, false},
-    {"umts", {PART(kUMTSNAS)}, false, false},
-    {"wcdma", {PART(kWCDMARRC)}, false, false},
-    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}, false, false},
-    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}, false, false},
+    {"default", {}, true, true, true},
+    {"signalling", {}, true, false, false},
+    {"measurement", {}, false, true, false},
+    {"events", {}, false, false, true},
+    {"lte", {PART(kLTERRC), PART(kLTENAS)}, false, false, false},
+    {"nr", {PART(kNRRRC), PART(kNRNAS)}, false, false, false},
+    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}, false, false, false},
+    {"umts", {PART(kUMTSNAS)}, false, false, false},
+    {"wcdma", {PART(kWCDMARRC)}, false, false, false},
+    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}, false, false, false},
+    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}, false, false, false},
 };
+
+const unsigned int kLastCode = 0xFFFF;
 
 void AddGroup(const sGroup& group, sLogChoice& choice) {
     for (const sPart& part : group.mParts) {
@@ -68,6 +63,13 @@ void AddGroup(const sGroup& group, sLogChoice& choice) {
     if (group.mSignalling) {
         for (size_t i = 0; i < OTASignallingLogCodeCount(); ++i) {
             choice.mCodes.insert(OTASignallingLogCode(i));
+        }
+    }
+    if (group.mMeasurement) {
+        for (unsigned int code = 0; code <= kLastCode; ++code) {
+            if (IsMeasurementLogCode(static_cast<uint16_t>(code))) {
+                choice.mCodes.insert(code);
+            }
         }
     }
     choice.mEvents = choice.mEvents || group.mEvents;
@@ -118,8 +120,8 @@ std::string LogGroupNames() {
 
 std::string MeasurementCodeNames() {
     std::string names;
-    for (const sRange& range : kMeasurement) {
-        for (unsigned int code = range.mFirst; code <= range.mLast; ++code) {
+    for (unsigned int code = 0; code <= kLastCode; ++code) {
+        if (IsMeasurementLogCode(static_cast<uint16_t>(code))) {
             char name[16];
             snprintf(name, sizeof name, "%s0x%04X", names.empty() ? "" : ", ", code);
             names += name;

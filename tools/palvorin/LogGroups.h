@@ -2,7 +2,8 @@
 // (0xB0C0). The groups:
 //   default      signalling, measurement and events: what a serial line carries and the tool decodes
 //   signalling   every log code whose signalling message the extractor reads (ota/OTAExtractor.h)
-//   measurement  the serving-cell and measurement logs of LTE, NR, WCDMA and GSM
+//   measurement  every log code the measurement extractor reads (meas/MeasExtractor.h): the serving-cell,
+//                measurement and state logs of LTE, NR, WCDMA and GSM
 //   events       event reports (command 0x60), where the LTE RRC state comes from (event 1606)
 //   lte, nr, gsm, umts, wcdma, nas, rrc   signalling and context logs by technology or layer
 //   all          every log item of every equipment id the device reports (far more than 115,200 baud
