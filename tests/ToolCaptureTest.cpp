@@ -155,6 +155,28 @@ TEST(ToolCapture, ADeviceThatDoesNotComeBackEndsTheCaptureWithTheFileClosed) {
     }
 }
 
+TEST(ToolCapture, ASourceOfOneDirectionIsRecordedUnconfiguredToItsEnd) {
+    tooltest::cChunkSource fifo;
+    std::vector<Bytes> logs = Logs(5);
+    for (const Bytes& log : logs) {
+        fifo.mChunks.push_back(tooltest::Framed(log));
+    }
+    isftest::cTempDir dir;
+    sCaptureSetup setup;
+    setup.mTimeoutMs = 50;
+    cStopSignals signals({SIGINT});
+    sRecordingSetup recordingSetup;
+    recordingSetup.mOutput = dir.File("fifo.isf");
+    cRecording recording(recordingSetup);
+    ASSERT_TRUE(recording.Open(cItemClock(ITEM_CLOCK_PACKET)));
+    {
+        cCaptureSession session(setup, fifo, recording, signals);
+        EXPECT_EQ(session.Run(), 0) << "the end of a one-way stream is the end of the capture";
+    }
+    EXPECT_EQ(recording.Close(0, nullptr), 0);
+    EXPECT_EQ(ReadISFFile(recordingSetup.mOutput).mItems.size(), 6u);
+}
+
 TEST(ToolCapture, ASourceOfOneDirectionIsRecordedUnconfigured) {
     cScriptedDevice device;
     device.mLogs = Logs(10);

@@ -292,6 +292,9 @@ int cCaptureSession::Record() {
         if (read == WRITE_FAILED) {
             return 1;
         }
+        if (read == READ_END && !mSource.CanWrite() && !mSetup.mReconnect) {
+            return 0;  // a stream of one direction that ended in order: the capture is complete
+        }
         if (read == READ_END || read == READ_GONE) {
             mGone = true;
             mReason = mRecording.Reason();

@@ -9,7 +9,8 @@
 // A device that goes away ends the capture with a non-zero exit, or with `mReconnect` the file stays
 // open: the source is tried again every second (up to `mReconnectSeconds`, 0 for ever), configured again
 // once it is back, and the recording goes on in the same file; the summary counts the gaps. A source that
-// carries one direction (a FIFO) is recorded as it comes, with nothing configured.
+// carries one direction (a FIFO) is recorded as it comes, with nothing configured, to its end (or, with
+// mReconnect, to the end of each writer in turn).
 #pragma once
 
 #include <string>
