@@ -203,6 +203,10 @@ eSourceRead cUSBSource::Read(unsigned char* into, size_t room, size_t& got, int 
         case LIBUSB_ERROR_PIPE:
             libusb_clear_halt(mHandle, mIn);
             return SOURCE_IDLE;
+        case LIBUSB_ERROR_OVERFLOW:
+            // More than the read could take (only when less room than one packet was offered): that
+            // packet is lost, and its frame counts as bad; the device itself is fine.
+            return SOURCE_IDLE;
         case LIBUSB_ERROR_NO_DEVICE:
             mReason = "unplugged";
             return SOURCE_GONE;
