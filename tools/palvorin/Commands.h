@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct sRecordOptions {
     std::string mInput;   // a SOURCE (SourceSpec.h): a file, a FIFO, a device, "-" for standard input, ...
@@ -55,3 +56,9 @@ struct sSampleOptions {
     bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
 };
 int RunSample(const sSampleOptions& options);
+
+struct sDBAddOptions {
+    std::string mDatabase;            // a SQLite path or a postgresql:// URL
+    std::vector<std::string> mFiles;  // ISF files
+};
+int RunDBAdd(const sDBAddOptions& options);
