@@ -8,11 +8,11 @@
 #include "tools/palvorin/Amounts.h"
 #include "tools/palvorin/LogGroups.h"
 #include "tools/palvorin/Rotation.h"
-#include "tools/palvorin/SourceSpec.h"
+#include "tools/palvorin/SourceAddress.h"
 
 namespace {
 
-TEST(SourceSpec, EachFormAndItsFields) {
+TEST(SourceAddress, EachFormAndItsFields) {
     const struct {
         const char* mText;
         eSourceKind mKind;
@@ -32,33 +32,33 @@ TEST(SourceSpec, EachFormAndItsFields) {
         {"usb:3.17", SOURCE_USB, "", 0, -1, -1, -1, 3, 17},
     };
     for (const auto& c : cases) {
-        sSourceSpec spec;
+        sSourceAddress address;
         std::string error;
-        ASSERT_TRUE(ParseSourceSpec(c.mText, spec, error)) << c.mText << ": " << error;
-        EXPECT_EQ(spec.mKind, c.mKind) << c.mText;
-        EXPECT_EQ(c.mKind == SOURCE_TCP ? spec.mHost : spec.mPath, c.mPathOrHost) << c.mText;
-        EXPECT_EQ(spec.mPort, c.mPort) << c.mText;
-        EXPECT_EQ(spec.mVendor, c.mVendor) << c.mText;
-        EXPECT_EQ(spec.mProduct, c.mProduct) << c.mText;
-        EXPECT_EQ(spec.mInterface, c.mInterface) << c.mText;
-        EXPECT_EQ(spec.mBus, c.mBus) << c.mText;
-        EXPECT_EQ(spec.mAddress, c.mAddress) << c.mText;
+        ASSERT_TRUE(ParseSourceAddress(c.mText, address, error)) << c.mText << ": " << error;
+        EXPECT_EQ(address.mKind, c.mKind) << c.mText;
+        EXPECT_EQ(c.mKind == SOURCE_TCP ? address.mHost : address.mPath, c.mPathOrHost) << c.mText;
+        EXPECT_EQ(address.mPort, c.mPort) << c.mText;
+        EXPECT_EQ(address.mVendor, c.mVendor) << c.mText;
+        EXPECT_EQ(address.mProduct, c.mProduct) << c.mText;
+        EXPECT_EQ(address.mInterface, c.mInterface) << c.mText;
+        EXPECT_EQ(address.mBus, c.mBus) << c.mText;
+        EXPECT_EQ(address.mAddress, c.mAddress) << c.mText;
     }
 }
 
-TEST(SourceSpec, MalformedTCPAndUSBFormsAreRefused) {
+TEST(SourceAddress, MalformedTCPAndUSBFormsAreRefused) {
     for (const char* text : {"tcp:",          "tcp:host",       "tcp:host:",      "tcp::2500",
                              "tcp:host:0",    "tcp:host:65536", "tcp:host:25x",   "tcp:::1:2500",
                              "tcp:[::1:2500", "tcp:[::1]",      "tcp:[::1]2500",  "usb:",
                              "usb:05c6",      "usb:05c6:",      "usb:05c6:9091:", "usb:05c6:9091:x",
                              "usb:10000:1",   "usb:05c6:-1",    "usb:3.",         "usb:.3",
                              "usb:3.128",     "usb:256.1",      "usbx",           "usb05c6:9091"}) {
-        sSourceSpec spec;
+        sSourceAddress address;
         std::string error;
-        const bool parsed = ParseSourceSpec(text, spec, error);
+        const bool parsed = ParseSourceAddress(text, address, error);
         // "usbx" and "usb05c6:9091" are paths; every other one is refused with a reason.
         if (std::string(text) == "usbx" || std::string(text) == "usb05c6:9091") {
-            EXPECT_TRUE(parsed && spec.mKind == SOURCE_PATH) << text;
+            EXPECT_TRUE(parsed && address.mKind == SOURCE_PATH) << text;
         } else {
             EXPECT_FALSE(parsed) << text;
             EXPECT_FALSE(error.empty()) << text;

@@ -272,11 +272,11 @@ TEST(ToolSource, ASocketFileIsConnectedBothWays) {
 
 TEST(ToolSource, USBWithoutTheDeviceSaysSo) {
     // Ids that no device has (0000 is reserved); on a machine with no USB at all the answer is the same.
-    sSourceSpec spec;
-    spec.mKind = SOURCE_USB;
-    spec.mVendor = 0x0000;
-    spec.mProduct = 0x0001;
-    cUSBSource usb(spec, "usb:0000:0001");
+    sSourceAddress address;
+    address.mKind = SOURCE_USB;
+    address.mVendor = 0x0000;
+    address.mProduct = 0x0001;
+    cUSBSource usb(address, "usb:0000:0001");
     std::string error;
     EXPECT_FALSE(usb.Open(error));
     EXPECT_TRUE(error == "no USB device 0000:0001 (palvorin devices lists what there is)" ||

@@ -34,9 +34,9 @@ int RunCapture(const sCaptureOptions& options) {
         return 1;
     }
     sRecordingSetup recordingSetup;
-    sSourceSpec spec;
+    sSourceAddress address;
     if (!ParseRotation(options.mRotateSize, options.mRotateTime, recordingSetup.mRotation) ||
-        !ParseSource(options.mSource, spec)) {
+        !ParseSource(options.mSource, address)) {
         return 1;
     }
     std::unique_ptr<cGSMTAPSender> live;
@@ -47,14 +47,14 @@ int RunCapture(const sCaptureOptions& options) {
     sSourceOptions sourceOptions;
     sourceOptions.mBaud = options.mBaud;
     sourceOptions.mForCapture = true;
-    std::unique_ptr<cSource> source = MakeSource(spec, options.mSource, sourceOptions);
+    std::unique_ptr<cSource> source = MakeSource(address, options.mSource, sourceOptions);
     if (!source->Open(error)) {
         // "/dev/ttyUSB0 does not exist", "usb: no USB device ..."
-        fprintf(stderr, "palvorin: %s%s %s\n", options.mSource.c_str(), spec.mKind == SOURCE_PATH ? "" : ":",
-                error.c_str());
+        fprintf(stderr, "palvorin: %s%s %s\n", options.mSource.c_str(),
+                address.mKind == SOURCE_PATH ? "" : ":", error.c_str());
         return 1;
     }
-    if (spec.mKind == SOURCE_USB) {
+    if (address.mKind == SOURCE_USB) {
         printf("capturing from USB device %s\n", static_cast<cUSBSource*>(source.get())->Chosen().c_str());
     }
     recordingSetup.mInput = options.mSource;

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct sRecordOptions {
-    std::string mInput;   // a SOURCE (SourceSpec.h): a file, a FIFO, a device, "-" for standard input, ...
+    std::string mInput;   // a SOURCE (SourceAddress.h): a file, a FIFO, a device, "-" for standard input, ...
     std::string mOutput;  // the ISF file to write
     double mRate = 0;     // items per second for spread timestamps; 0: the clock below
     int64_t mStart = -1;  // with mRate: time of the first item, seconds since 1970 UTC; -1: now
@@ -20,7 +20,7 @@ struct sRecordOptions {
 int RunRecord(const sRecordOptions& options);
 
 struct sCaptureOptions {
-    std::string mSource;            // a SOURCE (SourceSpec.h): /dev/ttyUSB0, tcp:HOST:PORT, usb, ...
+    std::string mSource;            // a SOURCE (SourceAddress.h): /dev/ttyUSB0, tcp:HOST:PORT, usb, ...
     std::string mOutput;            // the ISF file to write
     unsigned int mBaud = 115200;    // a terminal's line speed
     std::string mLogs = "default";  // comma-separated groups and codes (LogGroups.h)

@@ -31,9 +31,9 @@ cItemClock ClockOf(const sRecordOptions& options) {
 
 int RunRecord(const sRecordOptions& options) {
     sRecordingSetup setup;
-    sSourceSpec spec;
+    sSourceAddress address;
     if (!ParseRotation(options.mRotateSize, options.mRotateTime, setup.mRotation) ||
-        !ParseSource(options.mInput, spec)) {
+        !ParseSource(options.mInput, address)) {
         return 1;
     }
     std::unique_ptr<cGSMTAPSender> live;
@@ -41,7 +41,7 @@ int RunRecord(const sRecordOptions& options) {
         return 1;
     }
     cStopSignals signals({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
-    std::unique_ptr<cSource> source = MakeSource(spec, options.mInput, sSourceOptions());
+    std::unique_ptr<cSource> source = MakeSource(address, options.mInput, sSourceOptions());
     std::string error;
     if (!source->Open(error)) {
         fprintf(stderr, "palvorin: cannot open %s: %s\n", options.mInput.c_str(), error.c_str());

@@ -25,9 +25,9 @@ bool ParseRotation(const std::string& size, const std::string& time, sRotationLi
     return true;
 }
 
-bool ParseSource(const std::string& text, sSourceSpec& spec) {
+bool ParseSource(const std::string& text, sSourceAddress& address) {
     std::string error;
-    if (!ParseSourceSpec(text, spec, error)) {
+    if (!ParseSourceAddress(text, address, error)) {
         fprintf(stderr, "palvorin: %s: %s\n", text.c_str(), error.c_str());
         return false;
     }

@@ -7,9 +7,9 @@
 
 #include "tools/palvorin/GSMTAPSender.h"
 #include "tools/palvorin/Rotation.h"
-#include "tools/palvorin/SourceSpec.h"
+#include "tools/palvorin/SourceAddress.h"
 
 // Reads --rotate-size and --rotate-time (either may be empty); false after a message on stderr.
 bool ParseRotation(const std::string& size, const std::string& time, sRotationLimits& limits);
 // Reads SOURCE; false after a message on stderr.
-bool ParseSource(const std::string& text, sSourceSpec& spec);
+bool ParseSource(const std::string& text, sSourceAddress& address);

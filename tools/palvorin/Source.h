@@ -1,6 +1,6 @@
 // Where the bytes of a diagnostic stream come from and where the tool's requests go: a terminal, another
 // character device, a FIFO, a socket file, a regular file, standard input, a TCP connection or a USB
-// interface (SourceSpec.h names them). The recording loop and the capture speak to this interface alone,
+// interface (SourceAddress.h names them). The recording loop and the capture speak to this interface alone,
 // so that a test can put in its place a source that fails as it pleases.
 #pragma once
 
@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "tools/palvorin/SourceSpec.h"
+#include "tools/palvorin/SourceAddress.h"
 
 enum eSourceRead {
     SOURCE_DATA,  // bytes were read
@@ -53,6 +53,6 @@ struct sSourceOptions {
     bool mForCapture = false;  // to send requests too: opened for writing and for this program alone
 };
 
-// A new source for `spec` (not open yet), named `text` in messages; owned by the caller.
-std::unique_ptr<cSource> MakeSource(const sSourceSpec& spec, const std::string& text,
+// A new source for `address` (not open yet), named `text` in messages; owned by the caller.
+std::unique_ptr<cSource> MakeSource(const sSourceAddress& address, const std::string& text,
                                     const sSourceOptions& options);

@@ -13,16 +13,17 @@ const size_t kLargestRead = 64 * 1024;
 
 const char kRule[] = "(class ff, subclass ff, protocol 30 or ff, with one bulk IN and one bulk OUT endpoint)";
 
-bool Matches(const sSourceSpec& spec, const sUSBDevice& device) {
-    return (spec.mVendor < 0 || (device.mVendor == spec.mVendor && device.mProduct == spec.mProduct)) &&
-           (spec.mBus < 0 || (device.mBus == spec.mBus && device.mAddress == spec.mAddress));
+bool Matches(const sSourceAddress& address, const sUSBDevice& device) {
+    return (address.mVendor < 0 ||
+            (device.mVendor == address.mVendor && device.mProduct == address.mProduct)) &&
+           (address.mBus < 0 || (device.mBus == address.mBus && device.mAddress == address.mAddress));
 }
 
-// The interface of `device` to use: the one `spec` names if it has a bulk pair, else the best candidate.
-bool PickInterface(const sSourceSpec& spec, const sUSBDevice& device, sUSBInterface& chosen) {
-    if (spec.mInterface >= 0) {
+// The interface of `device` to use: the one `address` names if it has a bulk pair, else the best candidate.
+bool PickInterface(const sSourceAddress& address, const sUSBDevice& device, sUSBInterface& chosen) {
+    if (address.mInterface >= 0) {
         for (const sUSBInterface& interface : device.mInterfaces) {
-            if (interface.mNumber == spec.mInterface && HasBulkPair(interface)) {
+            if (interface.mNumber == address.mInterface && HasBulkPair(interface)) {
                 chosen = interface;
                 return true;
             }
@@ -59,7 +60,7 @@ std::string USBUdevRule(const std::string& ids) {
            ids.substr(colon + 1) + "\", MODE=\"0660\", GROUP=\"plugdev\"";
 }
 
-cUSBSource::cUSBSource(const sSourceSpec& spec, const std::string& name) : mSpec(spec) {
+cUSBSource::cUSBSource(const sSourceAddress& address, const std::string& name) : mAddress(address) {
     mName = name;
 }
 
@@ -97,10 +98,10 @@ bool cUSBSource::Open(std::string& error) {
     const sUSBDevice* without = nullptr;  // a matching device without a usable interface
     sUSBInterface interface;
     for (const sUSBDevice& candidate : list.mDevices) {
-        if (!Matches(mSpec, candidate)) {
+        if (!Matches(mAddress, candidate)) {
             continue;
         }
-        if (PickInterface(mSpec, candidate, interface)) {
+        if (PickInterface(mAddress, candidate, interface)) {
             device = &candidate;
             break;
         }
@@ -108,14 +109,14 @@ bool cUSBSource::Open(std::string& error) {
     }
     if (device == nullptr) {
         const std::string which =
-            mSpec.mVendor >= 0
-                ? " " + USBIds(static_cast<uint16_t>(mSpec.mVendor), static_cast<uint16_t>(mSpec.mProduct))
-            : mSpec.mBus >= 0
-                ? " at bus " + std::to_string(mSpec.mBus) + " address " + std::to_string(mSpec.mAddress)
+            mAddress.mVendor >= 0 ? " " + USBIds(static_cast<uint16_t>(mAddress.mVendor),
+                                                 static_cast<uint16_t>(mAddress.mProduct))
+            : mAddress.mBus >= 0
+                ? " at bus " + std::to_string(mAddress.mBus) + " address " + std::to_string(mAddress.mAddress)
                 : "";
         if (without == nullptr) {
             error =
-                mSpec.mVendor < 0 && mSpec.mBus < 0
+                mAddress.mVendor < 0 && mAddress.mBus < 0
                     ? std::string("no USB device with a diagnostic interface ") + kRule +
                           " (is the phone plugged in, with its diagnostic port switched on? palvorin devices "
                           "lists what there is)"
@@ -124,9 +125,9 @@ bool cUSBSource::Open(std::string& error) {
             error = "cannot read the descriptors of USB device " + Describe(*without) + " (" +
                     Place(*without) + "): run as root, or add the udev rule " +
                     USBUdevRule(USBIds(without->mVendor, without->mProduct));
-        } else if (mSpec.mInterface >= 0) {
+        } else if (mAddress.mInterface >= 0) {
             error = "USB device " + Describe(*without) + " has no interface " +
-                    std::to_string(mSpec.mInterface) + " with one bulk IN and one bulk OUT endpoint";
+                    std::to_string(mAddress.mInterface) + " with one bulk IN and one bulk OUT endpoint";
         } else {
             error = "USB device " + Describe(*without) + " has no diagnostic interface " + kRule +
                     "; name one with usb:" + USBIds(without->mVendor, without->mProduct) + ":INTERFACE";
@@ -169,10 +170,10 @@ bool cUSBSource::Open(std::string& error) {
     mChosen =
         Describe(*device) + ", interface " + std::to_string(interface.mNumber) + " (" + Place(*device) + ")";
     // Found again by these after the device went away and came back at another address.
-    mSpec.mVendor = device->mVendor;
-    mSpec.mProduct = device->mProduct;
-    mSpec.mInterface = interface.mNumber;
-    mSpec.mBus = mSpec.mAddress = -1;
+    mAddress.mVendor = device->mVendor;
+    mAddress.mProduct = device->mProduct;
+    mAddress.mInterface = interface.mNumber;
+    mAddress.mBus = mAddress.mAddress = -1;
     return true;
 }
 

@@ -15,7 +15,7 @@ struct libusb_device_handle;
 
 class cUSBSource : public cSource {
 public:
-    cUSBSource(const sSourceSpec& spec, const std::string& name);
+    cUSBSource(const sSourceAddress& address, const std::string& name);
     ~cUSBSource() override;
 
     bool Open(std::string& error) override;
@@ -30,7 +30,7 @@ public:
     const std::string& Chosen() const { return mChosen; }
 
 private:
-    sSourceSpec mSpec;
+    sSourceAddress mAddress;
     libusb_context* mContext = nullptr;       // owned
     libusb_device_handle* mHandle = nullptr;  // owned while open
     int mInterface = -1;

@@ -15,7 +15,7 @@ enum eSourceKind {
     SOURCE_USB,
 };
 
-struct sSourceSpec {
+struct sSourceAddress {
     eSourceKind mKind = SOURCE_PATH;
     std::string mPath;  // SOURCE_PATH
     std::string mHost;  // SOURCE_TCP, without brackets
@@ -30,4 +30,4 @@ struct sSourceSpec {
 
 // False with a one-line reason in `error` for a "tcp:" or "usb" argument that does not parse; every other
 // argument is a path.
-bool ParseSourceSpec(const std::string& text, sSourceSpec& spec, std::string& error);
+bool ParseSourceAddress(const std::string& text, sSourceAddress& address, std::string& error);

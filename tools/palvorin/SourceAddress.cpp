@@ -1,4 +1,4 @@
-#include "tools/palvorin/SourceSpec.h"
+#include "tools/palvorin/SourceAddress.h"
 
 #include <cstdlib>
 
@@ -27,7 +27,7 @@ bool Number(const std::string& text, int base, long max, int& value) {
     return true;
 }
 
-bool ParseTCP(const std::string& rest, sSourceSpec& spec, std::string& error) {
+bool ParseTCP(const std::string& rest, sSourceAddress& address, std::string& error) {
     std::string host;
     std::string port;
     if (!rest.empty() && rest[0] == '[') {
@@ -52,14 +52,14 @@ bool ParseTCP(const std::string& rest, sSourceSpec& spec, std::string& error) {
         error = "tcp:HOST:PORT needs a host and a port from 1 to 65535";
         return false;
     }
-    spec.mKind = SOURCE_TCP;
-    spec.mHost = host;
-    spec.mPort = static_cast<uint16_t>(number);
+    address.mKind = SOURCE_TCP;
+    address.mHost = host;
+    address.mPort = static_cast<uint16_t>(number);
     return true;
 }
 
-bool ParseUSB(const std::string& rest, sSourceSpec& spec, std::string& error) {
-    spec.mKind = SOURCE_USB;
+bool ParseUSB(const std::string& rest, sSourceAddress& address, std::string& error) {
+    address.mKind = SOURCE_USB;
     if (rest.empty()) {
         return true;
     }
@@ -71,8 +71,8 @@ bool ParseUSB(const std::string& rest, sSourceSpec& spec, std::string& error) {
     const std::string fields = rest.substr(1);
     const size_t dot = fields.find('.');
     if (dot != std::string::npos) {
-        if (!Number(fields.substr(0, dot), 10, 255, spec.mBus) ||
-            !Number(fields.substr(dot + 1), 10, 127, spec.mAddress)) {
+        if (!Number(fields.substr(0, dot), 10, 255, address.mBus) ||
+            !Number(fields.substr(dot + 1), 10, 127, address.mAddress)) {
             error = usage;
             return false;
         }
@@ -85,10 +85,10 @@ bool ParseUSB(const std::string& rest, sSourceSpec& spec, std::string& error) {
         first == std::string::npos
             ? ""
             : fields.substr(first + 1, second == std::string::npos ? second : second - first - 1);
-    if (!Number(vendor, 16, 0xFFFF, spec.mVendor) || !Number(product, 16, 0xFFFF, spec.mProduct) ||
-        (second != std::string::npos && !Number(fields.substr(second + 1), 10, 255, spec.mInterface))) {
+    if (!Number(vendor, 16, 0xFFFF, address.mVendor) || !Number(product, 16, 0xFFFF, address.mProduct) ||
+        (second != std::string::npos && !Number(fields.substr(second + 1), 10, 255, address.mInterface))) {
         error = usage;
-        spec.mVendor = spec.mProduct = spec.mInterface = -1;
+        address.mVendor = address.mProduct = address.mInterface = -1;
         return false;
     }
     return true;
@@ -96,19 +96,19 @@ bool ParseUSB(const std::string& rest, sSourceSpec& spec, std::string& error) {
 
 }  // namespace
 
-bool ParseSourceSpec(const std::string& text, sSourceSpec& spec, std::string& error) {
-    spec = sSourceSpec();
+bool ParseSourceAddress(const std::string& text, sSourceAddress& address, std::string& error) {
+    address = sSourceAddress();
     if (text == "-") {
-        spec.mKind = SOURCE_STDIN;
+        address.mKind = SOURCE_STDIN;
         return true;
     }
     if (text.compare(0, sizeof kTCPPrefix - 1, kTCPPrefix) == 0) {
-        return ParseTCP(text.substr(sizeof kTCPPrefix - 1), spec, error);
+        return ParseTCP(text.substr(sizeof kTCPPrefix - 1), address, error);
     }
     if (text.compare(0, sizeof kUSBPrefix - 1, kUSBPrefix) == 0 &&
         (text.size() == sizeof kUSBPrefix - 1 || text[sizeof kUSBPrefix - 1] == ':')) {
-        return ParseUSB(text.substr(sizeof kUSBPrefix - 1), spec, error);
+        return ParseUSB(text.substr(sizeof kUSBPrefix - 1), address, error);
     }
-    spec.mPath = text;
+    address.mPath = text;
     return true;
 }
