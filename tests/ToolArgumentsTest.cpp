@@ -27,8 +27,8 @@ TEST(SourceAddress, EachFormAndItsFields) {
         {"tcp:modem.lan:65535", SOURCE_TCP, "modem.lan", 65535, -1, -1, -1, -1, -1},
         {"tcp:[::1]:2500", SOURCE_TCP, "::1", 2500, -1, -1, -1, -1, -1},
         {"usb", SOURCE_USB, "", 0, -1, -1, -1, -1, -1},
-        {"usb:05C6:9091", SOURCE_USB, "", 0, 0x05C6, 0x9091, -1, -1, -1},
-        {"usb:1d6b:0003:2", SOURCE_USB, "", 0, 0x1D6B, 0x0003, 2, -1, -1},
+        {"usb:12AB:34CD", SOURCE_USB, "", 0, 0x12AB, 0x34CD, -1, -1, -1},
+        {"usb:abcd:0003:2", SOURCE_USB, "", 0, 0xABCD, 0x0003, 2, -1, -1},
         {"usb:3.17", SOURCE_USB, "", 0, -1, -1, -1, 3, 17},
     };
     for (const auto& c : cases) {
@@ -50,14 +50,14 @@ TEST(SourceAddress, MalformedTCPAndUSBFormsAreRefused) {
     for (const char* text : {"tcp:",          "tcp:host",       "tcp:host:",      "tcp::2500",
                              "tcp:host:0",    "tcp:host:65536", "tcp:host:25x",   "tcp:::1:2500",
                              "tcp:[::1:2500", "tcp:[::1]",      "tcp:[::1]2500",  "usb:",
-                             "usb:05c6",      "usb:05c6:",      "usb:05c6:9091:", "usb:05c6:9091:x",
-                             "usb:10000:1",   "usb:05c6:-1",    "usb:3.",         "usb:.3",
-                             "usb:3.128",     "usb:256.1",      "usbx",           "usb05c6:9091"}) {
+                             "usb:12ab",      "usb:12ab:",      "usb:12ab:34cd:", "usb:12ab:34cd:x",
+                             "usb:10000:1",   "usb:12ab:-1",    "usb:3.",         "usb:.3",
+                             "usb:3.128",     "usb:256.1",      "usbx",           "usb12ab:34cd"}) {
         sSourceAddress address;
         std::string error;
         const bool parsed = ParseSourceAddress(text, address, error);
-        // "usbx" and "usb05c6:9091" are paths; every other one is refused with a reason.
-        if (std::string(text) == "usbx" || std::string(text) == "usb05c6:9091") {
+        // "usbx" and "usb12ab:34cd" are paths; every other one is refused with a reason.
+        if (std::string(text) == "usbx" || std::string(text) == "usb12ab:34cd") {
             EXPECT_TRUE(parsed && address.mKind == SOURCE_PATH) << text;
         } else {
             EXPECT_FALSE(parsed) << text;
