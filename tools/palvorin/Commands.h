@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tables/TableColumns.h"
+#include "tables/TableWriter.h"
+
 struct sRecordOptions {
     std::string mInput;   // a SOURCE (SourceAddress.h): a file, a FIFO, a device, "-" for standard input, ...
     std::string mOutput;  // the ISF file to write
@@ -56,6 +59,13 @@ struct sSampleOptions {
     bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
 };
 int RunSample(const sSampleOptions& options);
+
+struct sTableOptions {
+    std::string mPath;
+    eTable mTable = TABLE_MEASUREMENTS;
+    eTableFormat mFormat = TABLE_FORMAT_TEXT;
+};
+int RunTable(const sTableOptions& options);
 
 struct sDBAddOptions {
     std::string mDatabase;            // a SQLite path or a postgresql:// URL
