@@ -58,7 +58,8 @@ TEST(StreamRecorder, CaptureAInChunksOfAnySizeGivesTheSameItems) {
         const sISFFile pieces = Record(stream, chunk, dir.File("pieces.isf"));
         ASSERT_EQ(pieces.mItems.size(), whole.mItems.size()) << chunk;
         for (size_t i = 1; i < whole.mItems.size(); ++i) {
-            ASSERT_EQ(Bytes(pieces.mItems[i].mPayload), Bytes(whole.mItems[i].mPayload)) << chunk << ", item " << i;
+            ASSERT_EQ(Bytes(pieces.mItems[i].mPayload), Bytes(whole.mItems[i].mPayload))
+                << chunk << ", item " << i;
             ASSERT_EQ(pieces.mItems[i].mTimeMs, whole.mItems[i].mTimeMs) << chunk << ", item " << i;
         }
     }

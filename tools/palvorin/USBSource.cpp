@@ -115,12 +115,12 @@ bool cUSBSource::Open(std::string& error) {
                 ? " at bus " + std::to_string(mAddress.mBus) + " address " + std::to_string(mAddress.mAddress)
                 : "";
         if (without == nullptr) {
-            error =
-                mAddress.mVendor < 0 && mAddress.mBus < 0
-                    ? std::string("no USB device with a diagnostic interface ") + kRule +
-                          " (is the phone plugged in, with its diagnostic port switched on? palvorin devices "
-                          "lists what there is)"
-                    : "no USB device" + which + " (palvorin devices lists what there is)";
+            error = mAddress.mVendor < 0 && mAddress.mBus < 0
+                        ? std::string("no USB device with a diagnostic interface ") + kRule +
+                              ": is the phone plugged in, with its diagnostic port switched on? (palvorin "
+                              "devices "
+                              "lists what there is)"
+                        : "no USB device" + which + " (palvorin devices lists what there is)";
         } else if (!without->mInterfacesRead) {
             error = "cannot read the descriptors of USB device " + Describe(*without) + " (" +
                     Place(*without) + "): run as root, or add the udev rule " +
