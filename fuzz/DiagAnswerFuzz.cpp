@@ -16,6 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     awaited.mSub = DIAG_MESSAGE_SET_ALL_LEVELS;
     awaited.mOp = (pick >> 1) & 7;
     awaited.mEquipment = (pick & 0x10) != 0 ? (pick >> 5) : -1;
+    // The request in flight, which an error reply must echo.
+    awaited.mRequest = {awaited.mCommand, 0, 0, 0, static_cast<unsigned char>(awaited.mOp), 0, 0, 0};
     // A copy of exactly the answer's bytes, so that the sanitizer sees any read past them.
     const std::vector<unsigned char> answer(data + 1, data + size);
     if (Answers(awaited, answer.data(), answer.size())) {

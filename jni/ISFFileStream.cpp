@@ -6,6 +6,8 @@
 
 #include <new>
 
+#include "jni/ISFFileLimit.h"
+
 namespace {
 // Largest position a file offset (off_t) can take.
 const uint64_t kMaxPosition = 0x7FFFFFFFFFFFFFFFULL;
@@ -40,6 +42,11 @@ void cISFFileStream::Write(const unsigned char* data, size_t length) {
         return;
     }
     if (mFd < 0 || data == nullptr || length > kMaxPosition - mPosition) {
+        SetState(STATE_BAD);
+        return;
+    }
+    if (!WithinFileSizeLimit(mPosition + length)) {
+        errno = EFBIG;  // a write across the limit would end the process with SIGXFSZ
         SetState(STATE_BAD);
         return;
     }
@@ -93,9 +100,19 @@ void cISFFileStream::Close() {
         SetState(STATE_FAIL);
         return;
     }
+    // A device or a pipe has nothing to write back (EINVAL); a regular file's failed write-back shows here.
+    int synced;
+    do {
+        synced = fdatasync(mFd);
+    } while (synced != 0 && errno == EINTR);
+    int error = synced != 0 && errno != EINVAL && errno != EROFS ? errno : 0;
     // The descriptor is released even when close reports an error; it must not be closed twice.
-    if (close(mFd) != 0) {
+    if (close(mFd) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error != 0) {
         SetState(STATE_FAIL);
+        errno = error;
     }
     mFd = -1;
 }

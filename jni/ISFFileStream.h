@@ -1,7 +1,9 @@
 // The production stream of the item store: positioned writes (pwrite) on a file descriptor with nothing
 // held in user space, so every write is in the kernel when Write returns and a killed process loses
 // nothing it had written. Seek, Tell and SeekEnd cost no system call: the stream is the file's only
-// writer, so it keeps the write position and the file size itself.
+// writer, so it keeps the write position and the file size itself. A write that would carry the file past
+// the process's file-size limit writes nothing and fails (EFBIG) instead of raising SIGXFSZ. Close waits
+// until the bytes are on the disk (fdatasync), so that a failed write-back makes it fail.
 #pragma once
 
 #include "jni/ISFStream.h"

@@ -11,6 +11,7 @@
 #include <new>
 
 #include "Shared/Log.h"
+#include "jni/ISFFileLimit.h"
 #include "jni/ISFMappedFiles.h"
 
 namespace {
@@ -57,7 +58,7 @@ bool cISFMappedStream::IsOpen() const {
 }
 
 int cISFMappedStream::Reserve(int fd, uint64_t offset, uint64_t length) {
-    if (offset > kMaxPosition || length > kMaxPosition - offset) {
+    if (offset > kMaxPosition || length > kMaxPosition - offset || !WithinFileSizeLimit(offset + length)) {
         return EFBIG;
     }
     int error;
@@ -251,6 +252,14 @@ uint64_t cISFMappedStream::Tell() {
     return mFd < 0 ? ~0ULL : mPosition;
 }
 
+int cISFMappedStream::Sync(int fd) {
+    int synced;
+    do {
+        synced = fdatasync(fd);
+    } while (synced != 0 && errno == EINTR);
+    return synced == 0 ? 0 : errno;
+}
+
 void cISFMappedStream::Unmap() {
     if (mMap != nullptr) {
         munmap(mMap, mMapLength);
@@ -276,12 +285,21 @@ void cISFMappedStream::Close() {
     do {
         cut = ftruncate(mFd, static_cast<off_t>(mSize));
     } while (cut != 0 && errno == EINTR);
+    int error = cut != 0 ? errno : 0;
+    // The pages copied into the mapping reach the disk only now; a failure to write them back (a full
+    // disk under an emulated reservation, an I/O error) is reported here or never.
+    const int synced = Sync(mFd);
+    error = error != 0 ? error : synced;
     LockMappedFiles();
     UnlistMappedFile(mListed);
     UnlockMappedFiles();
     // The descriptor is released even when close reports an error; it must not be closed twice.
-    if (close(mFd) != 0 || cut != 0) {
+    if (close(mFd) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error != 0) {
         SetState(STATE_FAIL);
+        errno = error;
     }
     mFd = -1;
     mReserved = 0;

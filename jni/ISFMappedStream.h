@@ -6,8 +6,12 @@
 // The file grows ahead of the writes in large steps. Each step first reserves its space on the disk
 // (posix_fallocate) and only then maps the new range (mremap of the one mapping of the whole file), so a
 // full disk or a file-size limit is a failed reservation that sets the bad flag, never a SIGBUS on a
-// page the file system cannot back. Near such a limit a step shrinks to what the write needs. Close cuts
-// the file to the highest byte written; a file left by a killed writer ends in zeros up to the last step.
+// page the file system cannot back. Near such a limit a step shrinks to what the write needs. The
+// process's file-size limit is checked before each reservation, so that passing it is a failed write
+// (EFBIG), not a SIGXFSZ that ends the process. Close cuts the file to the highest byte written and waits
+// until its bytes are on the disk (fdatasync): a write-back that fails, as on a file system whose space
+// reservation is only emulated and runs out of room later, makes Close fail. A file left by a killed
+// writer ends in zeros up to the last step.
 //
 // A shared mapping turns a file cut shorter under it into a SIGBUS at the next write, so the stream
 // never truncates a file that another stream of this process has mapped: opening such a path (a store
@@ -51,6 +55,9 @@ protected:
     // Reserves disk space for bytes [offset, offset + length) of the file, making it at least that long:
     // 0, or the error number (posix_fallocate). Tests replace it to act out a file system that cannot.
     virtual int Reserve(int fd, uint64_t offset, uint64_t length);
+    // Writes the file's bytes back to the disk: 0, or the error number (fdatasync). Tests replace it to
+    // act out a write-back that fails.
+    virtual int Sync(int fd);
 
 private:
     bool OpenListed(const char* path);

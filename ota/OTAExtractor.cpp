@@ -122,6 +122,18 @@ unsigned int cOTAExtractor::HeldPieces() const {
     return mState != nullptr ? mState->mSegments.HeldPieces() : 0;
 }
 
+uint64_t cOTAExtractor::DroppedPieces() const {
+    return mState != nullptr ? mState->mSegments.DroppedPieces() : 0;
+}
+
+size_t OTASignallingLogCodeCount() {
+    return sizeof kCodes / sizeof kCodes[0];
+}
+
+unsigned int OTASignallingLogCode(size_t index) {
+    return index < OTASignallingLogCodeCount() ? kCodes[index].mCode : 0;
+}
+
 void cOTAExtractor::Reset() {
     if (mState != nullptr) {
         mState->mSegments.Reset();

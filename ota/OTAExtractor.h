@@ -20,8 +20,8 @@ enum eOTAExtractStatus : uint8_t {
     OTA_EXTRACT_BAD_LENGTH,           // length fields disagree with the payload, or the payload is cut
     OTA_EXTRACT_UNKNOWN_CHANNEL,      // a PDU number or channel value outside the version's table
     OTA_EXTRACT_SEGMENT_HELD,         // a piece of a segmented message, held until its last piece
-    OTA_EXTRACT_SEGMENTS_INCOMPLETE,  // a last piece whose earlier pieces are missing or out of order, or
-                                      // pieces dropped because a new message began before they ended
+    OTA_EXTRACT_SEGMENTS_INCOMPLETE,  // a piece that does not follow the pieces held (missing or out of
+                                      // order); the held ones are dropped too (DroppedPieces)
     OTA_EXTRACT_STATUS_COUNT,
 };
 
@@ -31,6 +31,11 @@ const char* OTAExtractStatusName(eOTAExtractStatus status);
 // A short fixed name of a record's message kind, e.g. "LTE RRC UL-DCCH", "LTE NAS EMM protected",
 // "GSM RR CCCH", "WCDMA RRC SysInfoType3", "NR RRC RRCReconfiguration".
 const char* OTAMessageKindName(const sOTAMessage& message);
+
+// The log codes that carry a signalling message the extractor reads, in ascending order: index 0 to
+// OTASignallingLogCodeCount() - 1 (0 past the end).
+size_t OTASignallingLogCodeCount();
+unsigned int OTASignallingLogCode(size_t index);
 
 // The inner packet of a multi-SIM wrapper (`98 01 00 00`, u32 subscription id, inner packet): true with
 // `inner` pointing into `packet` (not owned), its size and the subscription id; false when `packet` is not
@@ -55,6 +60,10 @@ public:
     // OTA_EXTRACT_SEGMENTS_INCOMPLETE once the caller gives up on them), and forgetting them.
     unsigned int HeldPieces() const;
     void Reset();
+    // Pieces that answered OTA_EXTRACT_SEGMENT_HELD and were later dropped without their message (a gap,
+    // a new first piece, another channel, the size bound), since the extractor was made: a caller that
+    // counts statuses moves them from held to incomplete.
+    uint64_t DroppedPieces() const;
 
     cOTAExtractor(const cOTAExtractor&) = delete;
     cOTAExtractor& operator=(const cOTAExtractor&) = delete;

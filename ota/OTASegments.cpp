@@ -17,6 +17,11 @@ cOTASegments::sSlot* cOTASegments::Find(eOTAProtocol protocol, uint32_t subscrip
     return orFree ? free : nullptr;
 }
 
+void cOTASegments::Drop(sSlot& slot) {
+    mDropped += slot.mPieces;
+    slot.mPieces = 0;
+}
+
 eOTAExtractStatus cOTASegments::Add(eOTAProtocol protocol, uint32_t subscription, uint8_t channel,
                                     unsigned int piece, const unsigned char* data, size_t size,
                                     const unsigned char*& joined, size_t& joinedSize) {
@@ -25,8 +30,7 @@ eOTAExtractStatus cOTASegments::Add(eOTAProtocol protocol, uint32_t subscription
         if (slot == nullptr) {
             return OTA_EXTRACT_SEGMENTS_INCOMPLETE;  // every slot holds another message
         }
-        const bool dropped = slot->mPieces != 0;
-        slot->mPieces = 0;
+        Drop(*slot);
         if (!slot->mBytes) {
             slot->mBytes.reset(new (std::nothrow) unsigned char[kCapacity]);
             if (!slot->mBytes) {
@@ -45,14 +49,14 @@ eOTAExtractStatus cOTASegments::Add(eOTAProtocol protocol, uint32_t subscription
         if (size != 0) {
             memcpy(slot->mBytes.get(), data, size);
         }
-        return dropped ? OTA_EXTRACT_SEGMENTS_INCOMPLETE : OTA_EXTRACT_SEGMENT_HELD;
+        return OTA_EXTRACT_SEGMENT_HELD;
     }
     if (slot == nullptr) {
         return OTA_EXTRACT_SEGMENTS_INCOMPLETE;  // nothing held to continue
     }
     const bool follows = piece == kLastPiece || piece == slot->mPieces + 1;
     if (!follows || piece > kLastPiece || channel != slot->mChannel || size > kCapacity - slot->mSize) {
-        slot->mPieces = 0;
+        Drop(*slot);
         return OTA_EXTRACT_SEGMENTS_INCOMPLETE;
     }
     if (size != 0) {

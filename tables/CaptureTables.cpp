@@ -145,9 +145,12 @@ private:
 cCaptureTables::cCaptureTables(uint32_t tables)
     : mTables(tables),
       mLog(new (std::nothrow) sMeasLog),
-      mTimelineRows(new (std::nothrow) cTimelineRows(tables, mSummary)) {}
+      mTimelineRows(new (std::nothrow) cTimelineRows(tables, mSummary)),
+      mFeed(mTimelineRows != nullptr ? new (std::nothrow) cTimeOrderedFeed(mTimeline, *mTimelineRows)
+                                     : nullptr) {}
 
 cCaptureTables::~cCaptureTables() {
+    delete mFeed;
     delete mLog;
     delete mTimelineRows;
 }
@@ -155,7 +158,7 @@ cCaptureTables::~cCaptureTables() {
 bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t size, unsigned int type,
                           int64_t timeMs, cTableSink& sink) {
     ++mSummary.mItems;
-    if (mLog == nullptr || mTimelineRows == nullptr) {
+    if (mLog == nullptr || mTimelineRows == nullptr || mFeed == nullptr) {
         return false;
     }
     mTimelineRows->mSink = &sink;
@@ -170,7 +173,7 @@ bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t s
             if (Wants(TABLE_MESSAGES) && !MessageRow(timeMs, message, sink)) {
                 return false;
             }
-            if (timeline && !mTimeline.Message(timeMs, message, *mTimelineRows)) {
+            if (timeline && !mFeed->Message(timeMs, message)) {
                 return false;
             }
         }
@@ -184,7 +187,7 @@ bool cCaptureTables::Item(uint64_t index, const unsigned char* payload, size_t s
             if (Wants(TABLE_MEASUREMENTS) && !MeasurementRows(timeMs, sink)) {
                 return false;
             }
-            if (timeline && !mTimeline.Measurement(timeMs, *mLog, *mTimelineRows)) {
+            if (timeline && !mFeed->Measurement(timeMs, *mLog, payload, size)) {
                 return false;
             }
         }
@@ -197,11 +200,12 @@ bool cCaptureTables::Finish(cTableSink& sink) {
     mSummary.mOTAByStatus[OTA_EXTRACT_SEGMENT_HELD] -= held;
     mSummary.mOTAByStatus[OTA_EXTRACT_SEGMENTS_INCOMPLETE] += held;
     mOTA.Reset();
-    if (mTimelineRows == nullptr) {
+    if (mTimelineRows == nullptr || mFeed == nullptr) {
         return false;
     }
     mTimelineRows->mSink = &sink;
-    return !(Wants(TABLE_CELLS) || Wants(TABLE_EVENTS)) || mTimeline.Finish(*mTimelineRows);
+    return !(Wants(TABLE_CELLS) || Wants(TABLE_EVENTS)) ||
+           (mFeed->Drain() && mTimeline.Finish(*mTimelineRows));
 }
 
 bool cCaptureTables::ItemRow(uint64_t index, const unsigned char* payload, size_t size, unsigned int type,
@@ -305,8 +309,11 @@ private:
 
 bool ReadCaptureTables(const std::string& path, uint32_t tables, cTableSink& sink, sTableSummary& summary,
                        std::string& error, uint64_t* problems) {
+    // The file read 1 MB at a time: the bytes are still in the processor's cache when the extractors read
+    // them. With the reader's 16 MB window, the measurements of a 172 MB recording took a quarter more time.
+    const uint64_t kWindow = 1 << 20;
     cISFReader reader;
-    if (!reader.Open(path)) {
+    if (!reader.Open(path, kWindow)) {
         error = reader.Error();
         return false;
     }

@@ -11,6 +11,7 @@
 #include "meas/MeasExtractor.h"
 #include "ota/OTAExtractor.h"
 #include "tables/TableSink.h"
+#include "tables/TimeOrderedFeed.h"
 #include "timeline/CellTimeline.h"
 
 // An account of every item read: rows per table, and for the logs the extractors looked at, what became
@@ -60,6 +61,7 @@ private:
     sMeasLog* mLog;  // owned: one record reused for every item (a few tens of KB)
     cCellTimeline mTimeline;
     cTimelineRows* mTimelineRows;  // owned
+    cTimeOrderedFeed* mFeed;       // owned: the timeline's inputs in time order
     sTableSummary mSummary;
 };
 

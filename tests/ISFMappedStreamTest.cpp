@@ -1,6 +1,7 @@
 // The mapped stream under the store: a file-size limit is status 9 and a file that holds every returned
-// item, a file system that cannot reserve space gets positioned writes, and reopening the file being
-// written does not pull the mapping from under the old stream.
+// item (never a SIGXFSZ), a failed write-back makes the close fail, a file system that cannot reserve
+// space gets positioned writes, and reopening the file being written does not pull the mapping from under
+// the old stream.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -29,7 +30,20 @@ uint64_t FileSize(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-TEST(ISFMappedStream, AFileSizeLimitReports9AndTheFileHoldsEveryReturnedItem) {
+// Streams on a file system that cannot reserve space.
+class cNoReservationStream : public cISFMappedStream {
+protected:
+    int Reserve(int, uint64_t, uint64_t) override { return EOPNOTSUPP; }
+};
+class cNoReservationStreams : public cISFStreamFactory {
+public:
+    cISFStream* NewStream() override { return new cNoReservationStream(); }
+};
+
+// A child process under a real file-size limit, with SIGXFSZ left at its default action (which ends the
+// process): it writes items until the store refuses one, then closes. The file must hold every item that
+// was accepted. `streams` null: the production (mapped) stream; otherwise positioned writes.
+void FileSizeLimitCase(cISFStreamFactory* streams, bool mapped) {
     // Not a whole number of pages: the writes fill the file up to the last byte allowed.
     const rlim_t kLimit = 300000 + 123;
     cTempDir dir;
@@ -39,14 +53,14 @@ TEST(ISFMappedStream, AFileSizeLimitReports9AndTheFileHoldsEveryReturnedItem) {
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        signal(SIGXFSZ, SIG_IGN);  // the limit then shows as EFBIG
+        signal(SIGXFSZ, SIG_DFL);
         const rlimit limit = {kLimit, kLimit};
-        cISFStore store;
+        cISFStore store(streams);
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0 || store.OpenNewFileStore(path.c_str()) != 0) {
             _exit(10);
         }
         const auto* stream = dynamic_cast<const cISFMappedStream*>(cISFStoreInspector::File(store));
-        if (stream == nullptr || !stream->IsMapped()) {
+        if (stream == nullptr || stream->IsMapped() != mapped) {
             _exit(11);
         }
         uint32_t written = 0;
@@ -74,20 +88,61 @@ TEST(ISFMappedStream, AFileSizeLimitReports9AndTheFileHoldsEveryReturnedItem) {
     for (size_t i = 1; i < file.mItems.size(); ++i) {
         ASSERT_EQ(file.mItems[i].mPayload, NumberedItem(static_cast<uint32_t>(i - 1))) << "item " << i;
     }
-    // Cut to the last record at the close; the next record (1017 bytes with its header) did not fit.
+    // The file ends with the last record; the next record (1017 bytes with its header) did not fit.
     EXPECT_EQ(FileSize(path), file.mItems.back().mPayloadOffset + NumberedItem(0).size());
     EXPECT_GT(FileSize(path) + 1017, kLimit);
 }
 
-// Streams on a file system that cannot reserve space.
-class cNoReservationStream : public cISFMappedStream {
-protected:
-    int Reserve(int, uint64_t, uint64_t) override { return EOPNOTSUPP; }
-};
-class cNoReservationStreams : public cISFStreamFactory {
+TEST(ISFMappedStream, AFileSizeLimitReports9AndTheFileHoldsEveryReturnedItem) {
+    FileSizeLimitCase(nullptr, true);
+}
+
+TEST(ISFMappedStream, AFileSizeLimitWithoutAMappingReports9Too) {
+    cNoReservationStreams streams;
+    FileSizeLimitCase(&streams, false);
+}
+
+// A file system that takes every write into the page cache and fails to write it back.
+class cFailingWriteBackStream : public cISFMappedStream {
 public:
-    cISFStream* NewStream() override { return new cNoReservationStream(); }
+    int mSyncs = 0;
+
+protected:
+    int Sync(int) override {
+        ++mSyncs;
+        return ENOSPC;
+    }
 };
+
+TEST(ISFMappedStream, AFailedWriteBackMakesCloseFail) {
+    cTempDir dir;
+    const std::string path = dir.File("lost.isf");
+    cFailingWriteBackStream stream;
+    ASSERT_TRUE(stream.Open(path.c_str()));
+    ASSERT_TRUE(stream.IsMapped());
+    const Bytes bytes(100000, 0x5A);
+    stream.Write(bytes.data(), bytes.size());
+    ASSERT_TRUE(stream.Good());
+    errno = 0;
+    stream.Close();
+    EXPECT_EQ(stream.mSyncs, 1);
+    EXPECT_TRUE(stream.Fail());
+    EXPECT_EQ(errno, ENOSPC) << "the reason reaches the caller";
+    EXPECT_FALSE(stream.IsOpen());
+    EXPECT_EQ(FileSize(path), bytes.size()) << "cut to the bytes written all the same";
+}
+
+TEST(ISFMappedStream, AGoodWriteBackLeavesCloseGood) {
+    cTempDir dir;
+    const std::string path = dir.File("kept.isf");
+    cISFMappedStream stream;
+    ASSERT_TRUE(stream.Open(path.c_str()));
+    const Bytes bytes(5000, 0x11);
+    stream.Write(bytes.data(), bytes.size());
+    stream.Close();
+    EXPECT_TRUE(stream.Good());
+    EXPECT_EQ(FileSize(path), bytes.size());
+}
 
 TEST(ISFMappedStream, WithoutReservableSpaceTheFileIsWrittenWithoutAMappingAndSaysSoOnce) {
     cTempDir dir;

@@ -674,6 +674,7 @@ TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
         const char* mStatuses;     // one a packet: H segment held, M message, L segments incomplete
         const char* mLastMessage;  // of the last packet, when it is a message
         unsigned int mHeldAfter = 0;
+        unsigned int mDroppedAfter = 0;  // pieces that were held (H) and then dropped
     } cases[] = {
         {"three pieces", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(7, c)}, "HHM", "aabbcc"},
         {"all seven",
@@ -681,12 +682,20 @@ TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
           LTEPiece(7, b)},
          "HHHHHHM",
          "aaaaaaaaaaaabb"},
+        // The log has no piece count: pieces 3 to 6 lost look like a three-piece message.
+        {"pieces 3 to 6 lost", {LTEPiece(1, a), LTEPiece(2, a), LTEPiece(7, b)}, "HHM", "aaaabb"},
         {"last piece alone", {LTEPiece(7, c)}, "L", ""},
-        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, "HLL", ""},
-        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, "HHL", ""},
-        {"a new first piece", {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)}, "HLM", "bbcc"},
-        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, "HL", ""},
-        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, "HL", ""},
+        {"a gap", {LTEPiece(1, a), LTEPiece(3, b), LTEPiece(7, c)}, "HLL", "", 0, 1},
+        {"a repeated piece", {LTEPiece(1, a), LTEPiece(2, b), LTEPiece(2, b)}, "HHL", "", 0, 2},
+        {"a new first piece", {LTEPiece(1, a), LTEPiece(1, b), LTEPiece(7, c)}, "HHM", "bbcc", 0, 1},
+        {"a new first piece after two",
+         {LTEPiece(1, a), LTEPiece(2, a), LTEPiece(1, b), LTEPiece(2, c)},
+         "HHHH",
+         "",
+         2,
+         2},
+        {"another channel", {LTEPiece(1, a, 7), LTEPiece(7, c, 11)}, "HL", "", 0, 1},
+        {"a piece number above 7", {LTEPiece(1, a), LTEPiece(8, b)}, "HL", "", 0, 1},
         {"whole messages between", {LTEPiece(1, a), LTEPiece(0, b), LTEPiece(7, c)}, "HMM", "aacc"},
         {"LTE and NR apart", {LTEPiece(1, a), NRPiece(1, b), LTEPiece(7, c), NRPiece(7, a)}, "HHMM", "bbaa"},
         {"SIMs apart", {LTEPiece(1, a, 7, 1), LTEPiece(1, b, 7, 2), LTEPiece(7, c, 7, 1)}, "HHM", "aacc", 1},
@@ -700,7 +709,9 @@ TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
         {"64 KiB at most",
          {LTEPiece(1, Bytes(40000, 1)), LTEPiece(2, Bytes(30000, 2)), LTEPiece(7, c)},
          "HLL",
-         ""},
+         "",
+         0,
+         1},
     };
     for (const auto& c : cases) {
         cOTAExtractor extractor;
@@ -715,8 +726,10 @@ TEST(OTAExtractor, SegmentsJoinInOrderOrNotAtAll) {
         }
         EXPECT_EQ(MessageBytes(got), Hex(c.mLastMessage)) << c.mName;
         EXPECT_EQ(extractor.HeldPieces(), c.mHeldAfter) << c.mName;
+        EXPECT_EQ(extractor.DroppedPieces(), c.mDroppedAfter) << c.mName;
         extractor.Reset();
         EXPECT_EQ(extractor.HeldPieces(), 0u);
+        EXPECT_EQ(extractor.DroppedPieces(), c.mDroppedAfter) << c.mName << ": Reset keeps the count";
     }
 }
 

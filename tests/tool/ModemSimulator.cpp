@@ -1,25 +1,33 @@
-// A modem's diagnostic port for the tool's tests. It owns a pseudo-terminal and writes the path of its
-// terminal side into the file PORT, whole (written beside it, then renamed: a test that sees the file sees
-// the name). It answers the requests that configure logging as a handset does and, once every equipment id
-// it reports has its mask, streams the log packets of a real capture whose codes are switched on (the
-// capture's responses are not sent). It checks the framing and check sequence of every request and logs
-// what it was asked, one line each:
-//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | refused CODE | bad frame |
-//   bad request
+// A modem's diagnostic port for the tool's tests. It is reached through a pseudo-terminal (by default), a
+// pseudo-terminal behind a symbolic link (--link PATH: the name stays when it is unplugged and plugged
+// again), a TCP port on the loopback interface (--tcp) or a socket file (--socket PATH), and writes the name
+// to capture from (the terminal, the link, tcp:127.0.0.1:PORT, the socket file) into the file PORT, whole
+// (written beside it, then renamed: a test that sees the file sees the name). It answers the requests that
+// configure logging as a handset does and, once every equipment id it reports has its mask, streams the log
+// packets of a real capture whose codes are switched on (the capture's responses are not sent). It checks the
+// framing and check sequence of every request and logs what it was asked, one line each:
+//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | events ON | other CODE | refused CODE |
+//   bad frame | bad request | unplugged | plugged
 // Every byte it receives also goes, as received, to LOG.wire.
 // "streamed N" once the whole capture is out (N log packets), and at the end "sent N" (log packets sent)
 // and "waited N" (writes that found the terminal full).
 //
-//   palvorin_modem_simulator STREAM LOG PORT [MODE [N]]
+//   palvorin_modem_simulator [--link PATH | --tcp | --socket PATH] STREAM LOG PORT [MODE [N [MS]]]
 // MODE: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
 // refuse N (the error reply N, such as 0x18, to every request); vanish N (goes away after N log packets);
-// noisy (before each answer: bytes outside any frame, a copy of the answer with a bad check sequence, and a
-// run longer than any frame).
+// unplug N MS (after N log packets goes away for MS milliseconds, comes back at the same name unconfigured,
+// and streams the rest once configured again); noisy (before each answer: bytes outside any frame, a copy
+// of the answer with a bad check sequence, and a run longer than any frame).
 
+#include <arpa/inet.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <pty.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -29,6 +37,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -77,6 +86,9 @@ public:
             Refuse(static_cast<unsigned char>(mCount), request);
         } else if (request[0] == 0x73) {
             LogConfig(request);
+        } else if (request[0] == 0x60 && request.size() == 2) {
+            fprintf(mLog, "events %u\n", request[1]);
+            Answer(Bytes{0x60, 0, 0});
         } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
             fprintf(mLog, "debug-text %u\n", ReadU32(&request[4]));
             Answer(request);
@@ -89,7 +101,7 @@ public:
 
     // Queues log packets while streaming, keeping at most `room` bytes waiting.
     void Stream(const std::vector<Bytes>& logs, size_t room) {
-        while (mStreaming && mNext < logs.size() && mOut.size() < room && !Vanished()) {
+        while (mStreaming && mNext < logs.size() && mOut.size() < room && !Vanished() && !Unplugging()) {
             const Bytes& log = logs[mNext++];
             const unsigned int code = ReadU16(&log[6]);
             const auto mask = mMasks.find(code >> 12);
@@ -104,6 +116,15 @@ public:
     }
     bool Streamed(const std::vector<Bytes>& logs) const { return mStreaming && mNext == logs.size(); }
     bool Vanished() const { return mMode == "vanish" && mSent >= mCount; }
+    // Due to go away for a while: once, after mCount log packets.
+    bool Unplugging() const { return mMode == "unplug" && !mUnplugged && mSent >= mCount; }
+    // Back, unconfigured: it streams the rest once every mask is set again.
+    void Replugged() {
+        mUnplugged = true;
+        mStreaming = false;
+        mMasks.clear();
+        mOut.clear();
+    }
 
     Bytes mOut;  // bytes waiting for the terminal
     long mSent = 0;
@@ -178,6 +199,7 @@ private:
     long mCount;
     bool mStreaming = false;
     size_t mNext = 0;
+    bool mUnplugged = false;
     std::map<unsigned int, Bytes> mMasks;  // by equipment id
 };
 
@@ -192,11 +214,131 @@ bool WritePortName(const std::string& path, const char* name) {
     return (fclose(out) == 0) && written && rename(temporary.c_str(), path.c_str()) == 0;
 }
 
+// Where the tool reaches the device, as a connection that can be broken and made again at the same name.
+class cPort {
+public:
+    // `kind`: "pty", "link", "tcp" or "socket"; `path` names the link or the socket file.
+    cPort(std::string kind, std::string path) : mKind(std::move(kind)), mPath(std::move(path)) {}
+    ~cPort() { Unplug(); }
+
+    // Makes the port; false after a message. Name() is then what the tool captures from.
+    bool Plug() {
+        if (mKind == "pty" || mKind == "link") {
+            int terminal = -1;
+            termios raw;
+            memset(&raw, 0, sizeof raw);
+            cfmakeraw(&raw);
+            if (openpty(&mConnection, &terminal, nullptr, &raw, nullptr) != 0) {
+                perror("openpty");
+                return false;
+            }
+            mName = ttyname(terminal);
+            close(terminal);
+            fcntl(mConnection, F_SETFL, fcntl(mConnection, F_GETFL) | O_NONBLOCK);
+            if (mKind == "link") {
+                // Pointed at the new terminal in one step, as a device manager renames a stable name.
+                const std::string temporary = mPath + ".tmp";
+                unlink(temporary.c_str());
+                if (symlink(mName.c_str(), temporary.c_str()) != 0 ||
+                    rename(temporary.c_str(), mPath.c_str()) != 0) {
+                    perror(mPath.c_str());
+                    return false;
+                }
+                mName = mPath;
+            }
+            return true;
+        }
+        const bool tcp = mKind == "tcp";
+        mListener = socket(tcp ? AF_INET : AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const int on = 1;
+        setsockopt(mListener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        int bound = -1;
+        if (tcp) {
+            sockaddr_in address;
+            memset(&address, 0, sizeof address);
+            address.sin_family = AF_INET;
+            address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            address.sin_port = htons(mTCPPort);
+            bound = bind(mListener, reinterpret_cast<sockaddr*>(&address), sizeof address);
+            socklen_t length = sizeof address;
+            getsockname(mListener, reinterpret_cast<sockaddr*>(&address), &length);
+            mTCPPort = ntohs(address.sin_port);
+            mName = "tcp:127.0.0.1:" + std::to_string(mTCPPort);
+        } else {
+            sockaddr_un address;
+            memset(&address, 0, sizeof address);
+            address.sun_family = AF_UNIX;
+            strncpy(address.sun_path, mPath.c_str(), sizeof address.sun_path - 1);
+            unlink(mPath.c_str());
+            bound = bind(mListener, reinterpret_cast<sockaddr*>(&address), sizeof address);
+            mName = mPath;
+        }
+        if (bound != 0 || listen(mListener, 1) != 0) {
+            perror("bind");
+            return false;
+        }
+        return true;
+    }
+    // The connection to read and write: at once for a terminal, once the tool connected for a socket
+    // (-1 when it has not within `waitMs`).
+    int Connect(int waitMs) {
+        if (mListener < 0) {
+            return mConnection;
+        }
+        pollfd wait = {mListener, POLLIN, 0};
+        if (poll(&wait, 1, waitMs) != 1) {
+            return -1;
+        }
+        mConnection = accept4(mListener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        return mConnection;
+    }
+    // Goes away: the connection and the listening socket or terminal are closed.
+    void Unplug() {
+        if (mConnection >= 0) {
+            close(mConnection);
+            mConnection = -1;
+        }
+        if (mListener >= 0) {
+            close(mListener);
+            mListener = -1;
+        }
+    }
+    const std::string& Name() const { return mName; }
+
+private:
+    std::string mKind;
+    std::string mPath;
+    std::string mName;
+    int mConnection = -1;
+    int mListener = -1;
+    uint16_t mTCPPort = 0;  // 0 at first: any free port, the same one again after an unplug
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    signal(SIGPIPE, SIG_IGN);  // a tool that closed its socket is seen by the next read, not a signal
+    std::string kind = "pty";
+    std::string where;
+    while (argc > 1 && strncmp(argv[1], "--", 2) == 0) {
+        const std::string option = argv[1];
+        if ((option == "--link" || option == "--socket") && argc > 2) {
+            kind = option.substr(2);
+            where = argv[2];
+            argv += 2;
+            argc -= 2;
+        } else if (option == "--tcp") {
+            kind = "tcp";
+            argv += 1;
+            argc -= 1;
+        } else {
+            break;
+        }
+    }
     if (argc < 4) {
-        fprintf(stderr, "usage: %s STREAM LOG PORT [normal|silent|refuse-mask|refuse N|vanish N|noisy]\n",
+        fprintf(stderr,
+                "usage: %s [--link PATH | --tcp | --socket PATH] STREAM LOG PORT [normal|silent|refuse-mask|"
+                "refuse N|vanish N|unplug N MS|noisy]\n",
                 argv[0]);
         return 2;
     }
@@ -227,24 +369,22 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    int master = -1;
-    int terminal = -1;
-    termios raw;
-    memset(&raw, 0, sizeof raw);
-    cfmakeraw(&raw);
-    if (openpty(&master, &terminal, nullptr, &raw, nullptr) != 0) {
-        perror("openpty");
+    cPort port(kind, where);
+    if (!port.Plug()) {
         return 1;
     }
-    if (!WritePortName(argv[3], ttyname(terminal))) {
+    if (!WritePortName(argv[3], port.Name().c_str())) {
         perror(argv[3]);
         return 1;
     }
-    close(terminal);
-    fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
+    int master = port.Connect(30000);
+    if (master < 0) {
+        fprintf(stderr, "nobody connected\n");
+        return 1;
+    }
 
     cModem modem(log, argc > 4 ? argv[4] : "normal", argc > 5 ? strtol(argv[5], nullptr, 0) : 0);
-    cFrameDecoder requests;
+    std::unique_ptr<cFrameDecoder> requests(new cFrameDecoder());  // a new one for each connection
     bool heard = false;  // before the first request, nobody holds the terminal side
     long waited = 0;
     bool streamed = false;
@@ -269,7 +409,24 @@ int main(int argc, char** argv) {
             usleep(200 * 1000);
             break;
         }
-        unsigned char* space = requests.Space(room);
+        if (modem.Unplugging() && modem.mOut.empty()) {
+            // What was written is read before the cable is pulled: a terminal's hang-up drops what its
+            // reader has not taken yet.
+            usleep(300 * 1000);
+            fprintf(log, "unplugged\n");
+            port.Unplug();
+            usleep(static_cast<useconds_t>(argc > 6 ? atol(argv[6]) : 1000) * 1000);
+            modem.Replugged();
+            // A tool that does not come back (one without --reconnect) is not waited for long.
+            if (!port.Plug() || (master = port.Connect(3000)) < 0) {
+                break;
+            }
+            fprintf(log, "plugged\n");
+            requests.reset(new cFrameDecoder());
+            heard = false;
+            continue;
+        }
+        unsigned char* space = requests->Space(room);
         const ssize_t got = read(master, space, room);
         if (got <= 0) {
             if (got < 0 && errno == EAGAIN) {
@@ -284,15 +441,15 @@ int main(int argc, char** argv) {
         heard = true;
         fwrite(space, 1, static_cast<size_t>(got), wire);
         fflush(wire);
-        const uint64_t bad = requests.mBadFrames;
-        requests.Decode(static_cast<size_t>(got), false, modem);
-        for (uint64_t i = bad; i < requests.mBadFrames; ++i) {
+        const uint64_t bad = requests->mBadFrames;
+        requests->Decode(static_cast<size_t>(got), false, modem);
+        for (uint64_t i = bad; i < requests->mBadFrames; ++i) {
             fprintf(log, "bad frame\n");
         }
     }
     fprintf(log, "sent %ld\nwaited %ld\n", modem.mSent, waited);
     fclose(log);
     fclose(wire);
-    close(master);
+    port.Unplug();
     return 0;
 }

@@ -28,8 +28,8 @@ for program in tshark python3; do
     if command -v "$program" >/dev/null; then bounded "$program" "$(command -v "$program")" >/dev/null; fi
 done
 PATH="$work/bin:$PATH"
-# No file grows past 1 GiB (ulimit counts 1024-byte blocks): a recording that never ends is killed by
-# SIGXFSZ instead.
+# No file grows past 1 GiB (ulimit counts 1024-byte blocks): a recording that never ends fails with "File
+# too large" there.
 ulimit -f $((1 << 20))
 # Every background job is ended on the way out; each is bounded, so waiting for them ends within 5 s.
 finish() {
@@ -353,7 +353,7 @@ verify_damage() {
 }
 
 errors() {
-    for command in "" record capture dump verify pcap sample; do
+    for command in "" record capture devices dump verify pcap sample; do
         "$palvorin" $command --help >/dev/null || fail "--help of '$command'"
     done
     if "$palvorin" record >/dev/null 2>&1; then fail "record without arguments"; fi
@@ -368,7 +368,7 @@ errors() {
     }
     check "cannot open missing.bin: No such file" "$palvorin" record missing.bin out.isf
     check "missing does not exist" "$palvorin" capture missing out.isf
-    check "stream.bin is not a terminal" "$palvorin" capture stream.bin out.isf
+    check "stream.bin is a regular file, not a device (palvorin record reads files)" "$palvorin" capture stream.bin out.isf
     check "unknown log group or code 'lite'" "$palvorin" capture --logs lte,lite /dev/null out.isf
     check "cannot write /dev/full: No space left on device" "$palvorin" record stream.bin /dev/full
     check "cannot write no/such/dir/out.isf" "$palvorin" record stream.bin no/such/dir/out.isf
@@ -384,6 +384,119 @@ errors() {
     local status=0
     "$palvorin" dump --json out.isf >/dev/full 2>err.txt || status=$?
     [ "$status" -ne 0 ] && grep -q "writing the dump failed" err.txt || fail "dump to a full disk"
+    source_errors
+}
+
+# Arguments of record and capture that are wrong: each is said in one line, and the output file that was
+# there stays as it was.
+source_errors() {
+    cp out.isf keep.isf
+    cp out.isf keep.copy
+    check "cannot send GSMTAP to \[::1: the IPv6 address lacks its closing bracket" \
+        "$palvorin" record stream.bin keep.isf --gsmtap "[::1"
+    check "cannot send GSMTAP to \[::1: the IPv6 address lacks its closing bracket" \
+        "$palvorin" capture /dev/null keep.isf --gsmtap "[::1"
+    check "rotate-size is at least 64K" "$palvorin" record --rotate-size 10K stream.bin keep.isf
+    check "rotate-size takes a size such as 512M" "$palvorin" record --rotate-size 5X stream.bin keep.isf
+    check "rotate-time takes a duration such as 30m" "$palvorin" capture --rotate-time 1w /dev/null keep.isf
+    check "reconnect-timeout takes a duration" "$palvorin" capture --reconnect --reconnect-timeout soon /dev/null keep.isf
+    check "reconnect-timeout requires --reconnect" "$palvorin" capture --reconnect-timeout 5m /dev/null keep.isf
+    check "tcp:localhost: tcp:HOST:PORT needs a host and a port" "$palvorin" capture tcp:localhost keep.isf
+    check "tcp:localhost:0: tcp:HOST:PORT needs a host and a port from 1 to 65535" "$palvorin" record tcp:localhost:0 keep.isf
+    check "usb:xyz: usb takes :VID:PID" "$palvorin" capture usb:xyz keep.isf
+    check "timeout: Value 1e300 not in range" "$palvorin" capture --timeout 1e300 /dev/null keep.isf
+    check "timeout: Value 0.0001 not in range" "$palvorin" capture --timeout 0.0001 /dev/null keep.isf
+    check "tcp:127.0.0.1:9: cannot connect: Connection refused" "$palvorin" capture tcp:127.0.0.1:9 keep.isf
+    cmp -s keep.isf keep.copy || fail "a bad argument changed the output file"
+}
+
+# The capture tables of a real dual-SIM capture (tests/data): serving cells, events, messages and measurements
+# in each format, against tshark's decode of the same file's pcap export.
+tables() {
+    "$palvorin" record "$data/dualsim_5g_20201116_195935.bin" d.isf >/dev/null
+    "$palvorin" pcap d.isf d.pcap >pcap.txt
+    "$palvorin" cells --csv d.isf >cells.csv 2>cells.txt
+    "$palvorin" cells --json d.isf >cells.json 2>/dev/null
+    "$palvorin" cells d.isf >cells.text 2>/dev/null
+    cat cells.txt
+    grep -q "^cells of d.isf: 47 serving-cell periods$" cells.txt || fail "cells summary: $(head -n 1 cells.txt)"
+    head -n 1 cells.csv | grep -qx "from_utc,to_utc,subscription,technology,arfcn,pci,cell_id,tac,mcc,mnc,band,bandwidth_mhz,entered_by,rsrp_median_dbm,rsrq_median_db,measurements" ||
+        fail "cells columns: $(head -n 1 cells.csv)"
+    head -n 1 cells.text | grep -q "^from_utc  *to_utc  *subscription  technology  arfcn  pci  " ||
+        fail "cells text header: $(head -n 1 cells.text)"
+    expect_eq "cells as text" "$(($(wc -l <cells.text) - 1))" 47
+    # The targets of the handover commands as tshark decodes them, in order.
+    tshark -r d.pcap -Y lte-rrc.mobilityControlInfo_element -T fields -e lte-rrc.targetPhysCellId \
+        -e lte-rrc.dl_CarrierFreq >targets.txt 2>tshark.err || fail "tshark: $(cat tshark.err)"
+    expect_eq "handover commands" "$(wc -l <targets.txt)" 21
+    "$palvorin" events --json d.isf >events.json 2>events.txt
+    "$palvorin" events --csv d.isf >events.csv 2>/dev/null
+    python3 - <<'PY' || fail "tables disagree"
+import csv, json, re
+cells = list(csv.DictReader(open("cells.csv")))
+assert cells == [{k: ("" if v is None else str(v)) for k, v in row.items()} for row in json.load(open("cells.json"))], "csv and json"
+time = re.compile(r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+assert all(time.match(c["from_utc"]) and time.match(c["to_utc"]) and c["from_utc"] <= c["to_utc"] for c in cells)
+for sub, entries in (("1", ["first"] + ["handover"] * 21), ("2", ["first"] + ["reselection"] * 24)):
+    assert [c["entered_by"] for c in cells if c["subscription"] == sub] == entries, sub
+events = json.load(open("events.json"))
+assert events == [{k: (None if v == "" else int(v) if k == "subscription" else v) for k, v in row.items()}
+                  for row in csv.DictReader(open("events.csv"))], "json and csv"
+targets = ["pci %s earfcn %s" % tuple(line.split()) for line in open("targets.txt")]
+handovers = [e for e in events if e["event"] == "handover"]
+assert [e["detail"].split(" -> ")[1] for e in handovers] == targets, "handover targets"
+sub1 = [c for c in cells if c["subscription"] == "1"]
+assert ["pci %s earfcn %s" % (c["pci"], c["arfcn"]) for c in sub1[1:]] == targets, "cells after the handovers"
+assert [e["time_utc"] for e in events] == sorted(e["time_utc"] for e in events), "events in time order"
+PY
+    # dump names measurement and cell logs as it names signalling.
+    "$palvorin" dump d.isf >dump.txt
+    grep -q "sub 1  log 0xB0C2  meas LTE serving cell info$" dump.txt || fail "dump names no serving-cell log"
+    grep -q "sub 2  log 0xB0C1  meas LTE MIB$" dump.txt || fail "dump names no MIB"
+    "$palvorin" dump --json d.isf >dump.json
+    grep -q '"log_code":45250,"measurement":"LTE serving cell info"' dump.json ||
+        fail "dump --json names no serving-cell log"
+    # One message row per exported packet; the messages as hex.
+    "$palvorin" messages --csv d.isf >messages.csv 2>messages.txt
+    expect_eq "messages" "$(($(wc -l <messages.csv) - 1))" "$(field exported pcap.txt)"
+    grep -q "^2020-11-16T11:56:24.678Z,1,lte,LTE RRC DL-DCCH,dl,38400,225,0xB0C0,221b" messages.csv ||
+        fail "the handover command's row"
+    # Every item is accounted for: the counts under "items read" add up to it.
+    "$palvorin" measurements d.isf >measurements.text 2>measurements.txt
+    cat measurements.txt
+    for summary in cells.txt events.txt messages.txt measurements.txt; do
+        awk '/^  items read/ {items = $3} /^  [a-z]/ && !/^  items read/ {sum += $NF ~ /^[0-9]+$/ ? $NF : $(NF-2)}
+             END {exit items == sum ? 0 : 1}' "$summary" || fail "$summary does not account for every item"
+    done
+}
+
+# Errors of the table commands: one line on standard error, exit status 1 (2 for a wrong command line).
+table_errors() {
+    for command in measurements cells events messages; do
+        "$palvorin" "$command" --help >help.txt || fail "--help of $command"
+        grep -q -- "--csv" help.txt && grep -q -- "--json" help.txt || fail "$command --help: $(cat help.txt)"
+    done
+    table_check() {
+        local expected="$1"
+        shift
+        local status=0
+        "$palvorin" "$@" >out.txt 2>err.txt || status=$?
+        expect_eq "exit status of '$*'" "$status" 1
+        expect_eq "error lines of '$*'" "$(wc -l <err.txt)" 1
+        grep -q "$expected" err.txt || fail "'$*' said: $(cat err.txt)"
+    }
+    table_check "missing.isf" cells missing.isf
+    table_check "not a readable item store file" events "$data/raw_diag_stream_b.bin"
+    : >empty.isf
+    table_check "empty.isf" measurements empty.isf
+    local status=0
+    "$palvorin" cells --csv --json missing.isf >/dev/null 2>&1 || status=$?
+    expect_eq "--csv with --json" "$status" 2
+    "$palvorin" record "$data/raw_diag_stream_b.bin" b.isf >/dev/null
+    status=0
+    "$palvorin" messages b.isf >/dev/full 2>err.txt || status=$?
+    expect_eq "exit status to a full disk" "$status" 1
+    grep -q "writing the messages table failed: No space left on device" err.txt || fail "to a full disk: $(cat err.txt)"
 }
 
 # Live capture against the modem simulator, which streams real capture A (tests/data/raw_diag_stream_a.bin).
@@ -424,12 +537,16 @@ stored_at_least() {
 # Starts the simulator in the background, serving capture A in the mode given by the arguments, and waits
 # for the name of its terminal, which it writes whole into a file of this start's own: never a name left by
 # an earlier step. Leaves the name in $port and the pid in $sim; the simulator logs into sim.log.
+# How the simulator is reached (ModemSimulator.cpp): a terminal by default, or --link PATH, --tcp,
+# --socket PATH.
 simulator_starts=0
+sim_transport=()
 start_simulator() {
     simulator_starts=$((simulator_starts + 1))
     local named="port.$simulator_starts"
     rm -f sim.log sim.log.wire "$named"
-    "$simulator" "$data/raw_diag_stream_a.bin" sim.log "$named" "$@" 2>sim.err &
+    "$simulator" ${sim_transport[@]+"${sim_transport[@]}"} "$data/raw_diag_stream_a.bin" sim.log "$named" "$@" \
+        2>sim.err &
     sim=$!
     wait_until 10 test -s "$named" || true
     port="$(cat "$named" 2>/dev/null)" || true
@@ -465,7 +582,7 @@ capture() {
 
     # Stopped by each signal: configured in order, every packet stored in order, logging off at the end.
     for signal in INT TERM HUP; do
-        run_capture normal "$signal" 5484
+        run_capture normal "$signal" 5484 --logs all
         expect_eq "exit status after SIG$signal" "$status" 0
         grep -q "stopped by SIG$signal" cap.txt || fail "no word of SIG$signal"
         expect_eq "requests" "$(cut -d' ' -f1,2 sim.log | grep -v '^streamed' | head -n 9 | tr '\n' ,)" \
@@ -499,7 +616,7 @@ nr 11 - 0
 TABLE
 
     # Garbage between frames, answers with bad check sequences, runs longer than any frame: skipped.
-    run_capture noisy INT 5484
+    run_capture noisy INT 5484 --logs all
     expect_eq "noisy: exit status" "$status" 0
     [ "$(field 'bad frames' cap.txt)" -ge 27 ] || fail "noisy: the damaged frames are not counted"
     stored_logs out.isf >stored.txt
@@ -508,7 +625,7 @@ TABLE
     [ "$(sed -n 's/^waited //p' sim.log)" -gt 0 ] || fail "the burst never filled the terminal"
 
     # A handset that goes away mid-stream.
-    run_capture "vanish 1000" - 0
+    run_capture "vanish 1000" - 0 --logs all
     [ "$status" -ne 0 ] || fail "vanished: exit status 0"
     grep -q "disappeared" cap.err || fail "vanished: no clear error"
     stored_logs out.isf >stored.txt
@@ -568,7 +685,7 @@ TABLE
 gsmtap_live() {
     [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
     start_listener 127.0.0.1
-    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$udp_port"
+    run_capture normal INT 5484 --logs all --debug-text --gsmtap "127.0.0.1:$udp_port"
     grep -q "^debug-text" sim.log && fail "--debug-text: the debug text was silenced"
     stop_listener
     expect_eq "LTE NAS datagrams while capturing" "$(sed -n 's/^18 //p' udp.txt)" 95
@@ -674,6 +791,176 @@ stop_listener() {
     touch udp.stop
     wait "$listener"
     cat udp.txt
+}
+
+# The packets of capture A that the default log set switches on: its signalling logs and the serving-cell
+# logs 0xB0C1 and 0xB0C2 (counts from its description: 4,343 + 97 + 62 + 95 + 378 + 9 + 27).
+default_logs() {
+    grep -E ' 0x(B0C0|B0C1|B0C2|B0E1|B0E2|B0E3|B0EA|B0EB|B0EC|B0ED|512F|5230|713A)$' all.txt
+}
+
+# A capture over TCP with the default log set: configured with event reports, every chosen packet stored
+# once in order, and its signalling messages exported.
+capture_tcp() {
+    [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
+    stream_a_logs >all.txt
+    default_logs >want.txt
+    expect_eq "packets of the default set" "$(wc -l <want.txt)" 5011
+    sim_transport=(--tcp)
+    run_capture normal INT 5011
+    expect_eq "exit status" "$status" 0
+    case "$port" in tcp:127.0.0.1:*) ;; *) fail "not a TCP port: $port" ;; esac
+    expect_eq "requests" "$(cut -d' ' -f1,2 sim.log | grep -v '^streamed' | head -n 11 | tr '\n' ,)" \
+        "disable,debug-text 0,ranges,mask 1,mask 4,mask 5,mask 7,mask 11,events 1,events 0,disable,"
+    grep -q "event reports on" cap.txt || fail "event reports not said to be on"
+    stored_logs out.isf >stored.txt
+    cmp -s stored.txt want.txt || fail "stored packets differ: $(diff stored.txt want.txt | head -3)"
+    "$palvorin" verify out.isf
+    "$palvorin" pcap out.isf out.pcap | tee pcap.txt
+    grep -q "^exported 4852 messages" pcap.txt || fail "not the 4,852 messages of capture A"
+    tshark -r out.pcap -T fields -e frame.number >decoded.txt 2>tshark.err || fail "tshark: $(cat tshark.err)"
+    expect_eq "packets tshark reads" "$(wc -l <decoded.txt)" 4852
+}
+
+# A device that is not a terminal, reached through a socket file, and a FIFO that carries one direction.
+capture_socket() {
+    [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
+    stream_a_logs >all.txt
+    sim_transport=(--socket sim.sock)
+    run_capture normal INT 5484 --logs all
+    expect_eq "exit status" "$status" 0
+    expect_eq "port" "$port" sim.sock
+    stored_logs out.isf >stored.txt
+    cmp -s stored.txt all.txt || fail "stored packets differ: $(diff stored.txt all.txt | head -3)"
+    # The FIFO's writer sends the whole capture and closes it: the capture ends with it, configured nothing.
+    mkfifo fifo
+    "$palvorin" capture fifo fifo.isf >fifo.txt 2>fifo.err &
+    local tool=$!
+    timeout 10 cp "$data/raw_diag_stream_a.bin" fifo
+    status=0
+    wait "$tool" || status=$?
+    cat fifo.txt fifo.err
+    expect_eq "FIFO: exit status" "$status" 0
+    grep -q "fifo carries one direction: nothing is configured" fifo.txt || fail "FIFO: configured"
+    expect_eq "FIFO: frames" "$(field frames fifo.txt)" 5501
+    "$palvorin" verify fifo.isf
+}
+
+# A device unplugged after 2,000 packets and plugged in again 1.5 s later, over TCP and as a terminal whose
+# name is a link: the capture waits, configures it again and records the rest into the same file.
+reconnect() {
+    [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
+    stream_a_logs >all.txt
+    for transport in --tcp --link; do
+        if [ "$transport" = --link ]; then sim_transport=(--link "$work/modem.link"); else sim_transport=(--tcp); fi
+        run_capture "unplug 2000 1500" INT 5484 --logs all --reconnect --reconnect-timeout 20s
+        expect_eq "$transport: exit status" "$status" 0
+        grep -q "^unplugged" sim.log && grep -q "^plugged" sim.log || fail "$transport: never unplugged"
+        grep -q "disappeared" cap.err && grep -q "is back after" cap.err || fail "$transport: no word of the gap"
+        expect_eq "$transport: configured" "$(grep -c '^ranges' sim.log)" 2
+        grep -q "^  gaps             1 (the source was away" cap.txt || fail "$transport: the gap is not counted"
+        stored_logs out.isf >stored.txt
+        cmp -s stored.txt all.txt || fail "$transport: stored packets differ: $(diff stored.txt all.txt | head -3)"
+    done
+    # Without --reconnect the capture ends at the unplug, its file closed.
+    sim_transport=(--tcp)
+    run_capture "unplug 2000 1500" - 0 --logs all
+    [ "$status" -ne 0 ] || fail "unplugged without --reconnect: exit status 0"
+    grep -q "disappeared: the other side closed the connection" cap.err || fail "no clear error"
+}
+
+# A stop signal on an input that is always readable stops the recording within a second, with the file
+# closed; a capture from a device that only ever sends zeros stops too (waiting up to 1 s for logging off).
+stop_busy() {
+    for command in record capture; do
+        "$palvorin" $command -q /dev/zero zeros.isf >zeros.txt 2>zeros.err &
+        local tool=$!
+        sleep 0.5
+        local start end
+        start="$(date +%s%N)"
+        kill -INT "$tool"
+        status=0
+        wait "$tool" || status=$?
+        end="$(date +%s%N)"
+        cat zeros.txt zeros.err
+        local took=$(((end - start) / 1000000))
+        echo "$command: stopped $took ms after SIGINT"
+        expect_eq "$command: exit status" "$status" 0
+        grep -q "stopped by SIGINT" zeros.txt || fail "$command: no word of the signal"
+        local limit=1000
+        [ "$command" = record ] || limit=2000
+        [ "$took" -lt "$limit" ] || fail "$command: $took ms to stop"
+        "$palvorin" verify zeros.isf
+    done
+}
+
+# A file-size limit: a clear error naming it, and a file that holds every item stored before it.
+file_limit() {
+    status=0
+    (ulimit -f 100 && "$palvorin" record -q "$data/raw_diag_stream_a.bin" limited.isf >limited.txt 2>limited.err) ||
+        status=$?
+    cat limited.txt limited.err
+    expect_eq "exit status" "$status" 1
+    grep -q "writing limited.isf failed: File too large (the file-size limit, ulimit -f, allows 102400 bytes)" \
+        limited.err || fail "the limit is not named"
+    [ "$(stat -c %s limited.isf)" -le 102400 ] || fail "the file passed the limit"
+    "$palvorin" verify --allow-unclosed limited.isf | tee verify.txt
+    items="$(sed -n 's/.*consistent: \([0-9]*\) items.*/\1/p' verify.txt)"
+    [ "${items:-0}" -gt 100 ] || fail "too few items kept"
+}
+
+# The items of ISF files as dump lines without their index, less the tool-version records.
+items_of() {
+    for file in "$@"; do
+        "$palvorin" dump "$file" | sed 's/^ *[0-9]*  //' | grep -v ' log 0x1FFD$'
+    done
+}
+
+# Rotation: each file closed and consistent, together every item of the recording once; standard input.
+rotation() {
+    "$palvorin" record -q "$data/raw_diag_stream_a.bin" whole.isf >whole.txt
+    items_of whole.isf >whole.items
+    expect_eq "items of capture A" "$(wc -l <whole.items)" 5501
+    "$palvorin" record -q --rotate-size 100K "$data/raw_diag_stream_a.bin" rot.isf >rot.txt
+    cat rot.txt
+    files=(rot.isf rot-0*.isf)
+    [ "${#files[@]}" -ge 3 ] || fail "only ${#files[@]} files"
+    grep -q "^  files            ${#files[@]}: rot.isf" rot.txt || fail "the summary does not list the files"
+    for file in "${files[@]}"; do
+        "$palvorin" verify "$file" | grep -q "consistent: .* closed with its table and trailer" || fail "$file"
+    done
+    items_of "${files[@]}" >rot.items
+    cmp -s rot.items whole.items || fail "the rotated files differ: $(diff rot.items whole.items | head -3)"
+    # Standard input, from a file and from a pipe.
+    "$palvorin" record -q - stdin.isf <"$data/raw_diag_stream_a.bin" >stdin.txt
+    items_of stdin.isf >stdin.items
+    cmp -s stdin.items whole.items || fail "standard input differs"
+    cat "$data/raw_diag_stream_a.bin" | "$palvorin" record -q - pipe.isf >pipe.txt
+    items_of pipe.isf >pipe.items
+    cmp -s pipe.items whole.items || fail "a pipe differs"
+}
+
+# Devices and USB on a machine with no phone: the list says what it looked for, and capture says that no
+# device is there without touching the output file.
+devices_usb() {
+    "$palvorin" devices | tee devices.txt
+    grep -q "^Serial ports and character devices" devices.txt || fail "no serial section"
+    grep -q "^USB interfaces with a diagnostic port" devices.txt || fail "no USB section"
+    "$palvorin" sample keep.isf >/dev/null
+    cp keep.isf keep.copy
+    status=0
+    "$palvorin" capture usb:0000:0001 keep.isf 2>usb.err || status=$?
+    cat usb.err
+    [ "$status" -ne 0 ] || fail "a capture from no device succeeded"
+    grep -qE "^palvorin: usb:0000:0001: (no USB device 0000:0001|cannot use USB)" usb.err || fail "not said"
+    if ! grep -q "^  usb:" devices.txt; then
+        status=0
+        "$palvorin" capture usb keep.isf 2>usb.err || status=$?
+        cat usb.err
+        [ "$status" -ne 0 ] || fail "a capture from no device succeeded"
+        grep -qE "^palvorin: usb: (no USB device with a diagnostic interface|cannot use USB)" usb.err || fail "not said"
+    fi
+    cmp -s keep.isf keep.copy || fail "the output file was touched"
 }
 
 "$case_name"

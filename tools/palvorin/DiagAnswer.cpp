@@ -40,6 +40,13 @@ bool Answers(const sAwaited& awaited, const unsigned char* packet, size_t size) 
         return false;
     }
     if (IsErrorReply(packet[0])) {
+        // The echo, as far as both go, must be this request's bytes.
+        const size_t echoed = size - 1 < awaited.mRequest.size() ? size - 1 : awaited.mRequest.size();
+        for (size_t i = 0; i < echoed; ++i) {
+            if (packet[1 + i] != awaited.mRequest[i]) {
+                return false;
+            }
+        }
         return true;
     }
     if (packet[0] != awaited.mCommand) {
@@ -47,6 +54,9 @@ bool Answers(const sAwaited& awaited, const unsigned char* packet, size_t size) 
     }
     if (awaited.mCommand == DIAG_CMD_MESSAGE_CONFIG) {
         return size >= 2 && packet[1] == awaited.mSub;
+    }
+    if (awaited.mCommand == DIAG_CMD_EVENT_REPORT) {
+        return true;  // the answer and the reports themselves begin with the command alike
     }
     if (size < kOpAt + 4 || ReadU32(packet + kOpAt) != awaited.mOp) {
         return false;

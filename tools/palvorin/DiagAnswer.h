@@ -1,6 +1,9 @@
 // What answers a request that configures a device's logging: the same command (for log configuration the
 // same operation, and for a mask the same equipment id echoed), or an error reply naming the request bad.
-// The answers are bytes from the device: every read is bounded by their size.
+// An error reply echoes the request it refuses after its code: one that echoes another request (a late
+// reply to an earlier one) answers nothing awaited now; a bare error code, which says nothing of its
+// request, is taken for the request in flight. The answers are bytes from the device: every read is
+// bounded by their size.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +15,7 @@
 const unsigned char DIAG_CMD_MESSAGE_CONFIG = 0x7D;   // extended (debug-text) message configuration
 const unsigned char DIAG_MESSAGE_SET_ALL_LEVELS = 5;  // its sub-command: every subsystem to one level
 const unsigned char DIAG_ERR_BAD_TRANSACTION = 0x95;
+const unsigned char DIAG_CMD_EVENT_REPORT = 0x60;  // event reports: `60 01` on, `60 00` off
 
 // A request in flight and its answer once one came.
 struct sAwaited {
@@ -19,6 +23,7 @@ struct sAwaited {
     unsigned int mOp = 0;    // log configuration: the operation
     int mEquipment = -1;     // log configuration set-mask: the equipment id; -1 for other requests
     unsigned char mSub = 0;  // message configuration: the sub-command
+    std::vector<unsigned char> mRequest;  // the request's bytes, to match the echo of an error reply
     bool mAnswered = false;
     std::vector<unsigned char> mAnswer;
 };

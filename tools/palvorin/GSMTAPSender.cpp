@@ -24,7 +24,13 @@ bool cGSMTAPSender::Open(const std::string& target) {
     const size_t colon = target.rfind(':');
     if (!target.empty() && target[0] == '[') {
         const size_t close = target.find(']');
-        if (close != std::string::npos) {
+        if (close == std::string::npos) {
+            fprintf(stderr,
+                    "palvorin: cannot send GSMTAP to %s: the IPv6 address lacks its closing bracket\n",
+                    target.c_str());
+            return false;
+        }
+        {
             host = target.substr(1, close - 1);
             if (close + 1 < target.size() && target[close + 1] == ':') {
                 port = target.substr(close + 2);

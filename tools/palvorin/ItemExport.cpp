@@ -1,5 +1,6 @@
 #include "tools/palvorin/ItemExport.h"
 
+#include <algorithm>
 #include <cinttypes>
 
 #include "diag/DiagProtocol.h"
@@ -63,15 +64,22 @@ std::map<std::string, uint64_t> cItemExport::Skipped() const {
             skipped[std::string("not a log packet: ") + ItemTypeName(type) + " items"] += mNotALog[type];
         }
     }
+    // A piece counts as held when it comes; one that was dropped later (a gap, a new first piece, another
+    // channel, the size bound) belongs with the incomplete ones.
+    uint64_t byStatus[OTA_EXTRACT_STATUS_COUNT];
+    std::copy(mByStatus, mByStatus + OTA_EXTRACT_STATUS_COUNT, byStatus);
+    const uint64_t dropped = mExtractor.DroppedPieces();
+    byStatus[OTA_EXTRACT_SEGMENT_HELD] -= dropped;
+    byStatus[OTA_EXTRACT_SEGMENTS_INCOMPLETE] += dropped;
     for (unsigned int status = 0; status < OTA_EXTRACT_STATUS_COUNT; ++status) {
-        if (mByStatus[status] == 0) {
+        if (byStatus[status] == 0) {
             continue;
         }
         if (status == OTA_EXTRACT_SEGMENT_HELD) {
-            skipped[kHeldReason] += mByStatus[status];
+            skipped[kHeldReason] += byStatus[status];
         } else {
             skipped[std::string("log packets: ") +
-                    OTAExtractStatusName(static_cast<eOTAExtractStatus>(status))] += mByStatus[status];
+                    OTAExtractStatusName(static_cast<eOTAExtractStatus>(status))] += byStatus[status];
         }
     }
     for (const auto& entry : mNoDecoder) {

@@ -21,7 +21,8 @@ public:
 
     // One item: its `size` payload bytes (not kept), item type and time. False when writing failed.
     bool Item(const unsigned char* payload, size_t size, unsigned int type, FILETIME time);
-    // After the last item: pieces of segmented messages still held count as incomplete.
+    // After the last item: pieces of segmented messages still held count as incomplete (as do pieces
+    // dropped on the way, at any time).
     void Finish();
     // The account, one line each: exported kinds, then skipped reasons.
     void Summary(FILE* out) const;

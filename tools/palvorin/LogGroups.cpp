@@ -1,7 +1,11 @@
 #include "tools/palvorin/LogGroups.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "meas/MeasExtractor.h"
+#include "ota/OTAExtractor.h"
 
 namespace {
 
@@ -18,7 +22,6 @@ const sRange kGSMRR[] = {{0x512F, 0x512F}, {0x5B2F, 0x5B2F}, {0x5134, 0x5134}, {
 const sRange kGPRSNAS[] = {{0x5230, 0x5230}};  // GMM/SM
 const sRange kUMTSNAS[] = {{0x713A, 0x713A}, {0x7B3A, 0x7B3A}};
 const sRange kWCDMARRC[] = {{0x4127, 0x4127}, {0x412F, 0x412F}};  // cell id, RRC
-
 struct sPart {
     const sRange* mRanges;
     size_t mCount;
@@ -29,16 +32,48 @@ struct sPart {
 struct sGroup {
     const char* mName;
     sPart mParts[4];
+    bool mSignalling;   // and every code the signalling extractor reads (ota/OTAExtractor.h)
+    bool mMeasurement;  // and every code the measurement extractor reads (meas/MeasExtractor.h)
+    bool mEvents;       // and event reports
 };
 const sGroup kGroups[] = {
-    {"lte", {PART(kLTERRC), PART(kLTENAS)}},
-    {"nr", {PART(kNRRRC), PART(kNRNAS)}},
-    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}},
-    {"umts", {PART(kUMTSNAS)}},
-    {"wcdma", {PART(kWCDMARRC)}},
-    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}},
-    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}},
+    {"default", {}, true, true, true},
+    {"signalling", {}, true, false, false},
+    {"measurement", {}, false, true, false},
+    {"events", {}, false, false, true},
+    {"lte", {PART(kLTERRC), PART(kLTENAS)}, false, false, false},
+    {"nr", {PART(kNRRRC), PART(kNRNAS)}, false, false, false},
+    {"gsm", {PART(kGSMRR), PART(kGPRSNAS)}, false, false, false},
+    {"umts", {PART(kUMTSNAS)}, false, false, false},
+    {"wcdma", {PART(kWCDMARRC)}, false, false, false},
+    {"nas", {PART(kLTENAS), PART(kNRNAS), PART(kGPRSNAS), PART(kUMTSNAS)}, false, false, false},
+    {"rrc", {PART(kLTERRC), PART(kNRRRC), PART(kGSMRR), PART(kWCDMARRC)}, false, false, false},
 };
+
+const unsigned int kLastCode = 0xFFFF;
+
+void AddGroup(const sGroup& group, sLogChoice& choice) {
+    for (const sPart& part : group.mParts) {
+        for (size_t i = 0; i < part.mCount; ++i) {
+            for (unsigned int code = part.mRanges[i].mFirst; code <= part.mRanges[i].mLast; ++code) {
+                choice.mCodes.insert(code);
+            }
+        }
+    }
+    if (group.mSignalling) {
+        for (size_t i = 0; i < OTASignallingLogCodeCount(); ++i) {
+            choice.mCodes.insert(OTASignallingLogCode(i));
+        }
+    }
+    if (group.mMeasurement) {
+        for (unsigned int code = 0; code <= kLastCode; ++code) {
+            if (IsMeasurementLogCode(static_cast<uint16_t>(code))) {
+                choice.mCodes.insert(code);
+            }
+        }
+    }
+    choice.mEvents = choice.mEvents || group.mEvents;
+}
 
 }  // namespace
 
@@ -59,14 +94,7 @@ bool ParseLogChoice(const std::string& list, sLogChoice& choice, std::string& er
         for (const sGroup& group : kGroups) {
             if (word == group.mName) {
                 known = true;
-                for (const sPart& part : group.mParts) {
-                    for (size_t i = 0; i < part.mCount; ++i) {
-                        for (unsigned int code = part.mRanges[i].mFirst; code <= part.mRanges[i].mLast;
-                             ++code) {
-                            choice.mCodes.insert(code);
-                        }
-                    }
-                }
+                AddGroup(group, choice);
             }
         }
         if (!known) {
@@ -88,4 +116,16 @@ std::string LogGroupNames() {
         names += std::string(group.mName) + ", ";
     }
     return names + "all";
+}
+
+std::string MeasurementCodeNames() {
+    std::string names;
+    for (unsigned int code = 0; code <= kLastCode; ++code) {
+        if (IsMeasurementLogCode(static_cast<uint16_t>(code))) {
+            char name[16];
+            snprintf(name, sizeof name, "%s0x%04X", names.empty() ? "" : ", ", code);
+            names += name;
+        }
+    }
+    return names;
 }

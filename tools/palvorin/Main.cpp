@@ -3,30 +3,47 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "tools/palvorin/Amounts.h"
 #include "tools/palvorin/Commands.h"
 #include "tools/palvorin/LibraryLog.h"
 #include "tools/palvorin/LogGroups.h"
 
 int main(int argc, char** argv) {
     CLI::App app{
-        "palvorin: record a diagnostic stream or capture it live from a serial port into an item store "
-        "file (ISF), inspect, verify and export it"};
+        "palvorin: record a diagnostic stream or capture it live from a device's diagnostic port (serial, "
+        "character device, TCP, USB) into an item store file (ISF), inspect, verify and export it, and show "
+        "its measurements, serving cells and events"};
     app.require_subcommand(1);
     bool libraryLog = false;
     app.add_flag("--library-log", libraryLog, "show the library's own log lines (bad frames and so on)");
 
+    const char* sourceHelp =
+        "a terminal such as /dev/ttyUSB0, another character device, a FIFO, a socket file, - (standard "
+        "input), tcp:HOST:PORT, or usb (the first USB device with a diagnostic interface), usb:VID:PID, "
+        "usb:VID:PID:INTERFACE, usb:BUS.ADDRESS";
+    const char* rotateSizeHelp =
+        "close the file once it holds SIZE bytes (512M, 2G; K, M, G are powers of 1024) and go on in "
+        "OUT-0001.isf, OUT-0002.isf, ... (OUT without its .isf)";
+    const char* rotateTimeHelp =
+        "close the file after DURATION (30m, 1h; s, m, h, d) and go on in the next one";
+    const char* gsmtapHelp =
+        "also send each exportable message as GSMTAP in UDP to HOST[:PORT] (port 4729 by default), e.g. "
+        "127.0.0.1 for a packet analyser listening on the loopback interface";
+
     sRecordOptions record;
-    CLI::App* recordCommand =
-        app.add_subcommand("record",
-                           "Record a raw diagnostic stream (HDLC frames) into an ISF file; "
-                           "SIGINT, SIGTERM, SIGHUP or SIGQUIT ends the recording cleanly");
+    CLI::App* recordCommand = app.add_subcommand(
+        "record",
+        "Record a raw diagnostic stream (HDLC frames) into an ISF file, sending nothing to its "
+        "source; SIGINT, SIGTERM, SIGHUP or SIGQUIT ends the recording cleanly");
     recordCommand
         ->add_option("IN", record.mInput,
-                     "the stream: a file, a FIFO or character device, or - for "
-                     "standard input")
+                     std::string("the stream: a file, or - for standard input, or any SOURCE of capture: ") +
+                         sourceHelp)
         ->required();
     recordCommand->add_option("OUT", record.mOutput, "the ISF file to write (replaced if it exists)")
         ->required();
@@ -47,29 +64,52 @@ int main(int argc, char** argv) {
         ->needs(rate)
         ->check(CLI::NonNegativeNumber);
     recordCommand->add_flag("-q,--quiet", record.mQuiet, "no progress line");
-    const char* gsmtapHelp =
-        "also send each exportable message as GSMTAP in UDP to HOST[:PORT] (port 4729 by default), e.g. "
-        "127.0.0.1 for a packet analyser listening on the loopback interface";
     recordCommand->add_option("--gsmtap", record.mGSMTAP, gsmtapHelp);
+    recordCommand->add_option("--rotate-size", record.mRotateSize, rotateSizeHelp);
+    recordCommand->add_option("--rotate-time", record.mRotateTime, rotateTimeHelp);
 
     sCaptureOptions capture;
     CLI::App* captureCommand = app.add_subcommand(
         "capture",
-        "Live capture from a modem's diagnostic serial port into an ISF file: switches logging on, records "
-        "every frame; Ctrl-C, SIGTERM, SIGHUP or SIGQUIT turns logging off and closes the file");
-    captureCommand->add_option("PORT", capture.mPort, "the serial device, e.g. /dev/ttyUSB0")->required();
+        "Live capture from a modem's diagnostic port into an ISF file: switches logging on, records every "
+        "frame; Ctrl-C, SIGTERM, SIGHUP or SIGQUIT turns logging off and closes the file");
+    captureCommand->add_option("SOURCE", capture.mSource, std::string("the diagnostic port: ") + sourceHelp)
+        ->required();
     captureCommand->add_option("OUT", capture.mOutput, "the ISF file to write (replaced if it exists)")
         ->required();
-    captureCommand->add_option("--baud", capture.mBaud, "line speed in bits per second (default 115200)");
-    captureCommand->add_option("--logs", capture.mLogs,
-                               "log codes to switch on: a comma-separated list of groups (" +
-                                   LogGroupNames() + ", the default) and codes such as 0xB0C0");
+    captureCommand->add_option("--baud", capture.mBaud,
+                               "a terminal's line speed in bits per second (default 115200)");
+    captureCommand->add_option(
+        "--logs", capture.mLogs,
+        "log codes to switch on: a comma-separated list of groups (" + LogGroupNames() +
+            ") and codes such as 0xB0C0. default: the signalling logs the tool decodes (signalling), the "
+            "serving-cell and measurement logs (measurement: " +
+            MeasurementCodeNames() +
+            ") and event reports (events: command 0x60; the LTE RRC state is event 1606). all: every log "
+            "the device has, far more than a 115,200-baud line carries");
     captureCommand->add_flag("--debug-text", capture.mDebugText,
                              "keep the device's debug-text messages (silenced by default)");
-    captureCommand->add_option("--timeout", capture.mTimeout, "seconds to wait for each answer (3 tries)")
-        ->check(CLI::PositiveNumber);
+    captureCommand
+        ->add_option("--timeout", capture.mTimeout,
+                     "seconds to wait for each answer, 3 tries (default 2; 0.001 to 3600)")
+        ->check(CLI::Range(0.001, kMaxAnswerTimeout));
     captureCommand->add_flag("-q,--quiet", capture.mQuiet, "no progress line");
     captureCommand->add_option("--gsmtap", capture.mGSMTAP, gsmtapHelp);
+    CLI::Option* reconnect = captureCommand->add_flag(
+        "--reconnect", capture.mReconnect,
+        "when the device goes away, keep the file open, try it again every second, configure it again once "
+        "it is back and go on; the summary counts the gaps");
+    captureCommand
+        ->add_option("--reconnect-timeout", capture.mReconnectTimeout,
+                     "with --reconnect: give up after DURATION away (90s, 10m; default: never)")
+        ->needs(reconnect);
+    captureCommand->add_option("--rotate-size", capture.mRotateSize, rotateSizeHelp);
+    captureCommand->add_option("--rotate-time", capture.mRotateTime, rotateTimeHelp);
+
+    CLI::App* devicesCommand = app.add_subcommand(
+        "devices",
+        "List the candidate diagnostic ports: serial ports and character devices by their names, USB "
+        "interfaces by the diagnostic rule, with vendor, product and interface");
 
     std::string dumpPath;
     bool json = false;
@@ -77,7 +117,7 @@ int main(int argc, char** argv) {
         "dump",
         "One line per item: index, UTC time, item type, payload length, auxiliary "
         "value, and for log packets the subscription of a multi-SIM wrapper, the log code, "
-        "the OTA type and the kind of signalling message");
+        "the OTA type and the kind of signalling message or of measurement, cell or state log");
     dumpCommand->add_option("FILE", dumpPath, "the ISF file (one whose writer never closed it too)")
         ->required();
     dumpCommand->add_flag(
@@ -116,6 +156,40 @@ int main(int argc, char** argv) {
                             "only 100-byte log packets outside the over-the-air set, none damaged (the item "
                             "store benchmark's packets)");
 
+    // The capture tables: one command each, the same options.
+    const struct {
+        eTable mTable;
+        const char* mHelp;
+    } kTableCommands[] = {
+        {TABLE_MEASUREMENTS,
+         "One row per measured cell per measurement log: time, subscription, technology, log code, "
+         "serving (1) or neighbour (0), channel, cell, RSRP, RSRQ, RSSI, SINR (LTE, NR), RSCP and Ec/Io "
+         "(WCDMA), RxLev (GSM) in dBm and dB; a summary of the logs read on standard error"},
+        {TABLE_CELLS,
+         "The serving-cell periods of each subscription: from, to, technology, channel, cell, cell identity, "
+         "TAC, PLMN, band, bandwidth, how the period began (first, handover, reselection, redirection, "
+         "reestablishment, unknown), median RSRP and RSRQ of its serving measurements and their number"},
+        {TABLE_EVENTS,
+         "Handovers and their failures, re-establishments, RRC connection setup, release and state, attach, "
+         "tracking-area update, service request and detach with their outcome and cause"},
+        {TABLE_MESSAGES,
+         "One row per signalling message: time, subscription, technology, channel, direction, channel "
+         "number, cell, log code and the message as hex"},
+    };
+    std::vector<std::pair<CLI::App*, eTable>> tableCommands;
+    sTableOptions table;
+    bool csv = false;
+    bool tableJson = false;
+    for (const auto& command : kTableCommands) {
+        CLI::App* sub = app.add_subcommand(TableDef(command.mTable).mName, command.mHelp);
+        sub->add_option("FILE", table.mPath, "the ISF file (one whose writer never closed it too)")
+            ->required();
+        CLI::Option* csvOption = sub->add_flag("--csv", csv, "CSV with a header line, for programs");
+        sub->add_flag("--json", tableJson, "a JSON array of objects, one per row and line, for programs")
+            ->excludes(csvOption);
+        tableCommands.emplace_back(sub, command.mTable);
+    }
+
     sDBAddOptions dbAdd;
     CLI::App* dbCommand = app.add_subcommand(
         "db", "The SQL database of a campaign: a SQLite file or a PostgreSQL server (README: the schema)");
@@ -148,6 +222,9 @@ int main(int argc, char** argv) {
     if (*captureCommand) {
         return RunCapture(capture);
     }
+    if (*devicesCommand) {
+        return RunDevices();
+    }
     if (*dumpCommand) {
         return RunDump(dumpPath, json);
     }
@@ -159,6 +236,13 @@ int main(int argc, char** argv) {
     }
     if (*dbAddCommand) {
         return RunDBAdd(dbAdd);
+    }
+    for (const auto& command : tableCommands) {
+        if (*command.first) {
+            table.mTable = command.second;
+            table.mFormat = csv ? TABLE_FORMAT_CSV : tableJson ? TABLE_FORMAT_JSON : TABLE_FORMAT_TEXT;
+            return RunTable(table);
+        }
     }
     return RunSample(sample);
 }

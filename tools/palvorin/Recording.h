@@ -1,106 +1,98 @@
-// The part of `palvorin record` and `palvorin capture` that turns bytes read from a descriptor into items
-// of an ISF file: the stop signals, the frame decoder and the counting store, the progress line on a
-// terminal, the check of the closed file and the summary.
+// The part of `palvorin record` and `palvorin capture` that turns what a source gives into ISF files: the
+// stream recorder (StreamRecorder.h) over the counting store, the rotation of the output (Rotation.h), the
+// live GSMTAP sender, the progress line on a terminal, the check of every file closed and the summary.
 #pragma once
 
-#include <signal.h>
-
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/palvorin/CountingStore.h"
 #include "tools/palvorin/ErrnoStream.h"
-#include "stream/FrameDecoder.h"
-#include "stream/ItemClock.h"
+#include "tools/palvorin/Rotation.h"
+#include "tools/palvorin/Source.h"
+#include "tools/palvorin/StopSignals.h"
+#include "tools/palvorin/StreamRecorder.h"
 
 class cGSMTAPSender;
-
-// The given signals set a flag (StopSignal()) instead of ending the process. They are blocked except while
-// waiting for input (ppoll with WaitMask()), so a stop request never falls between the check of the flag
-// and the wait. The old handlers and mask come back on destruction.
-class cStopSignals {
-public:
-    explicit cStopSignals(std::initializer_list<int> signals);
-    ~cStopSignals();
-    const sigset_t* WaitMask() const { return &mWaitMask; }
-    cStopSignals(const cStopSignals&) = delete;
-    cStopSignals& operator=(const cStopSignals&) = delete;
-
-private:
-    static const int kMaxSignals = 4;
-    int mSignals[kMaxSignals];
-    struct sigaction mOld[kMaxSignals];
-    int mCount = 0;
-    sigset_t mBlocked;
-    sigset_t mWaitMask;
-};
-
-// The signal that asked to stop, or 0.
-int StopSignal();
-// "SIGINT", "SIGTERM", "SIGHUP", ...
-const char* SignalName(int signal);
-
-// Writes each decoded packet as an item from the device, stamped by the item clock, and hands it to the
-// live GSMTAP sender when there is one.
-class cStoreSink : public cPacketSink {
-public:
-    // `live` (may be null; kept by the caller, outliving the sink) receives every stored packet.
-    cStoreSink(cCountingStore& store, const cItemClock& clock, cGSMTAPSender* live);
-    void ChunkRead();
-    bool Packet(sSharedBuffer* packet) override;
-    // Stores a packet the tool itself sent (a request; kept by the caller) in its place among the others.
-    unsigned int Sent(sSharedBuffer* packet);
-
-    unsigned int mStatus = ISF_STATUS_OK;
-
-private:
-    cCountingStore& mStore;
-    cGSMTAPSender* mLive;
-    cItemClock mClock;
-};
 
 enum eReadResult {
     READ_DATA,     // bytes were read and their frames stored
     READ_NOTHING,  // the wait ended with nothing to read (time out or a signal)
-    READ_END,      // the end of the input (a hang-up on a terminal); what was held is decoded
-    READ_FAILED,   // waiting or reading failed (mError holds errno)
-    WRITE_FAILED,  // storing an item failed; a message was printed
+    READ_END,      // the input ended in order; what was held is decoded (Reason())
+    READ_GONE,     // the source went away or failed (Reason()); what was held is decoded
+    WRITE_FAILED,  // storing an item or starting the next file failed; a message was printed
 };
 
-class cRecording {
-public:
-    // `input` names the source and `output` the ISF file in messages and the summary; `progress`: a
-    // progress line on standard error.
-    cRecording(std::string input, std::string output, bool progress);
+struct sRecordingSetup {
+    std::string mInput;      // the source, in the summary
+    std::string mOutput;     // the first file; the next ones are named after it (Rotation.h)
+    bool mProgress = false;  // a progress line on standard error
+    sRotationLimits mRotation;
+};
 
-    // Makes the decoder and the store and opens the output file; false after a message on stderr.
-    bool Open();
-    // Waits up to `timeoutMs` (-1: no limit) for input on `fd` with the signals of `waitMask` let through,
-    // reads what there is and stores its frames through `sink` (made on Store()).
-    eReadResult ReadOnce(int fd, int timeoutMs, const sigset_t* waitMask, cStoreSink& sink);
-    // The input is over (a stop signal, a device gone): decodes what is still held; a frame cut there
-    // counts as unclosed.
-    void Flush(cStoreSink& sink);
-    // Closes the file, ends the progress line, checks that the table and trailer were written, prints the
-    // summary (after the stop signal's name, if one came) and that of `live` (may be null). Returns
-    // `result`, or 1 when closing failed.
+class cRecording : private cPacketSink {
+public:
+    explicit cRecording(const sRecordingSetup& setup);
+    ~cRecording() override;
+
+    // Makes the store and opens the first file, whose items `clock` stamps; false after a message on stderr.
+    bool Open(const cItemClock& clock);
+    // `live` and `watcher` (each may be null; kept by the caller, outliving this object) see every packet
+    // stored: the live GSMTAP sender, and the capture's matching of answers.
+    void SetLive(cGSMTAPSender* live) { mLive = live; }
+    void SetWatcher(cPacketSink* watcher) { mWatcher = watcher; }
+
+    // Waits up to `timeoutMs` (-1: no limit) for `source` with the stop signals let in, reads what there
+    // is and stores its frames; lets in a stop signal that came while the input was ready anyway. The
+    // wait is cut short for the progress line and a time rotation.
+    eReadResult ReadOnce(cSource& source, int timeoutMs, const cStopSignals& signals);
+    // Stores a request the tool sent, in its place among the packets; false after a message when it failed.
+    bool Sent(sSharedBuffer* request);
+    // The input broke off (a stop, a device gone): decodes what is held; a frame cut there counts as bad.
+    void Flush();
+    // A time the source was away and came back, for the summary.
+    void Gap(double seconds);
+    // Closes the file, ends the progress line, checks that its table and trailer were written and that it
+    // reached the disk, prints the summary (after the stop signal's name, if one came) and that of `live`
+    // (may be null). Returns `result`, or 1 when closing failed.
     int Close(int result, const cGSMTAPSender* live);
 
-    cCountingStore& Store() { return *mStore; }
-    const cFrameDecoder& Decoder() const { return *mDecoder; }
-    int mError = 0;  // errno of the last READ_FAILED
+    const cFrameDecoder& Decoder() const { return mRecorder->Decoder(); }
+    const cCountingStore& Store() const { return *mStore; }
+    const std::vector<std::string>& Files() const { return mFiles; }
+    // Why the last READ_END or READ_GONE came.
+    const std::string& Reason() const { return mReason; }
+
+    cRecording(const cRecording&) = delete;
+    cRecording& operator=(const cRecording&) = delete;
 
 private:
+    bool Packet(sSharedBuffer* packet) override;
+    // Closes the file in use and checks it; false after a message.
+    bool CloseFile();
+    // Begins the next file when the one in use is due; false after a message when that failed.
+    bool RotateIfDue(double now);
+    void WriteFailed();
     void ShowProgress(double now);
 
-    std::string mInput;
-    std::string mOutput;
-    bool mProgress;
+    sRecordingSetup mSetup;
     cErrnoStreamFactory mStreams;
-    std::unique_ptr<cFrameDecoder> mDecoder;
     std::unique_ptr<cCountingStore> mStore;
+    std::unique_ptr<cStreamRecorder> mRecorder;
+    cRotation mRotation;
+    cGSMTAPSender* mLive = nullptr;
+    cPacketSink* mWatcher = nullptr;
+    std::vector<std::string> mFiles;  // every file begun, the one in use last
+    uint64_t mItemsAtOpen = 0;        // the store's count when the file in use was begun
+    bool mOpen = false;
+    bool mFailed = false;  // a message was printed
+    double mNow = 0;       // when the chunk being decoded was read
     double mStart = 0;
     double mLastProgress = 0;
+    uint64_t mGaps = 0;
+    double mGapSeconds = 0;
+    double mLongestGap = 0;
+    std::string mReason;
 };

@@ -1,0 +1,143 @@
+// The timeline's inputs in time order: a modem flushes some log buffers late (in the real capture
+// lte_attach.bin a detach request logged at 17:25:09.5 arrives after the attach that followed it at
+// 17:25:18.5), and the cell timeline must see them in the order they happened. Logs here are plain EMM
+// messages (0xB0ED uplink, 0xB0EC downlink), whose events name them one to one.
+#include "tables/TimeOrderedFeed.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tables/CaptureTables.h"
+#include "tests/DiagPackets.h"
+
+namespace {
+
+// An EMM message in a plain LTE NAS log: version 1, three release bytes, the message.
+Bytes EMMLog(bool uplink, const Bytes& message) {
+    Bytes payload = {1, 9, 0, 0};
+    payload.insert(payload.end(), message.begin(), message.end());
+    return LogPacket(uplink ? 0xB0ED : 0xB0EC, payload);
+}
+
+const Bytes kAttachRequest = {0x07, 0x41};
+const Bytes kAttachAccept = {0x07, 0x42};
+const Bytes kDetachRequest = {0x07, 0x45};
+const Bytes kTAURequest = {0x07, 0x48};
+
+struct sLog {
+    int64_t mTimeMs;
+    bool mUplink;
+    Bytes mMessage;
+};
+
+// "time event" of every row of the events table.
+class cEvents : public cTableSink {
+public:
+    bool Row(eTable table, const sValue* values) override {
+        if (table == TABLE_EVENTS) {
+            mRows.push_back(std::to_string(values[0].mInt) + " " +
+                            std::string(values[3].mText, values[3].mSize));
+        }
+        return true;
+    }
+    std::vector<std::string> mRows;
+};
+
+std::vector<std::string> EventsOf(const std::vector<sLog>& logs) {
+    cCaptureTables tables(TableBit(TABLE_EVENTS));
+    cEvents sink;
+    uint64_t index = 0;
+    for (const sLog& log : logs) {
+        const Bytes packet = EMMLog(log.mUplink, log.mMessage);
+        EXPECT_TRUE(tables.Item(index++, packet.data(), packet.size(), 5, log.mTimeMs, sink));
+    }
+    EXPECT_TRUE(tables.Finish(sink));
+    return sink.mRows;
+}
+
+TEST(TimeOrderedFeed, ALogDeliveredLateTakesItsPlaceInTime) {
+    // As in the real capture: the detach request 9 s before the attach arrives after it.
+    EXPECT_EQ(
+        EventsOf(
+            {{18500, true, kAttachRequest}, {19300, false, kAttachAccept}, {9500, true, kDetachRequest}}),
+        (std::vector<std::string>{"9500 detach_request", "18500 attach_request", "19300 attach_accept"}));
+}
+
+TEST(TimeOrderedFeed, ALogLaterThanTheWindowIsNotLost) {
+    // The window is 30 s: the attach request at 0 leaves when the log at 40 s (or 31 s) arrives; the detach
+    // request delivered after that is older than the window and is handed on at once, not dropped.
+    EXPECT_EQ(EventsOf({{0, true, kAttachRequest}, {40000, true, kTAURequest}, {5000, true, kDetachRequest}}),
+              (std::vector<std::string>{"0 attach_request", "5000 detach_request", "40000 tau_request"}));
+    EXPECT_EQ(EventsOf({{0, true, kAttachRequest},
+                        {31000, true, kTAURequest},
+                        {35000, false, kAttachAccept},
+                        {1000, true, kDetachRequest}}),
+              (std::vector<std::string>{"0 attach_request", "1000 detach_request", "31000 tau_request",
+                                        "35000 attach_accept"}));
+}
+
+// The feed alone, with small bounds: what it hands on, and when.
+class cRecorder : public cTimelineSink {
+public:
+    bool Period(const sCellPeriod&) override { return true; }
+    bool Event(const sTimelineEvent& event) override {
+        mTimes.push_back(event.mTimeMs);
+        return true;
+    }
+    std::vector<int64_t> mTimes;
+};
+
+std::vector<int64_t> FeedTimes(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries,
+                               size_t maxBytes, size_t* heldBeforeDrain = nullptr) {
+    cCellTimeline timeline;
+    cRecorder sink;
+    cTimeOrderedFeed feed(timeline, sink, windowMs, maxEntries, maxBytes);
+    const Bytes message = {0x07, 0x48};
+    for (int64_t time : times) {
+        sOTAMessage tau;
+        tau.mProtocol = OTA_PROTOCOL_LTE_NAS;
+        tau.mChannel = OTA_NAS_MOBILITY;
+        tau.mDirection = OTA_DIRECTION_UPLINK;
+        tau.mData = message.data();
+        tau.mLength = message.size();
+        EXPECT_TRUE(feed.Message(time, tau));
+    }
+    if (heldBeforeDrain != nullptr) {
+        *heldBeforeDrain = times.size() - sink.mTimes.size();
+    }
+    EXPECT_TRUE(feed.Drain());
+    return sink.mTimes;
+}
+
+TEST(TimeOrderedFeed, BoundedByTimeEntriesAndBytes) {
+    const struct {
+        const char* mCase;
+        std::vector<int64_t> mTimes;
+        int64_t mWindowMs;
+        size_t mMaxEntries;
+        size_t mMaxBytes;
+        std::vector<int64_t> mHandedOn;
+        size_t mHeld;  // before the drain
+    } cases[] = {
+        {"all within the window: sorted", {30, 10, 20, 10}, 1000, 100, 1 << 20, {10, 10, 20, 30}, 4},
+        {"the window's end hands on the oldest",
+         {0, 2000, 500, 3500, 1000},
+         1000,
+         100,
+         1 << 20,
+         {0, 500, 2000, 1000, 3500},
+         1},
+        {"at most two held", {10, 20, 30, 5}, 100000, 2, 1 << 20, {10, 5, 20, 30}, 2},
+        {"at most 4 bytes held (two messages)", {10, 20, 30, 5}, 100000, 100, 4, {10, 5, 20, 30}, 2},
+    };
+    for (const auto& c : cases) {
+        size_t held = 0;
+        EXPECT_EQ(FeedTimes(c.mTimes, c.mWindowMs, c.mMaxEntries, c.mMaxBytes, &held), c.mHandedOn)
+            << c.mCase;
+        EXPECT_EQ(held, c.mHeld) << c.mCase;
+    }
+}
+
+}  // namespace
