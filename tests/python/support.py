@@ -1,0 +1,80 @@
+"""What the Python tests share: the test data, the built tool (run with a time limit), temporary
+directories, and the pcap records the tool exports (an independent view of every message)."""
+
+import os
+import shutil
+import struct
+import subprocess
+import tempfile
+import unittest
+
+DATA = os.environ.get("PALVORIN_TEST_DATA",
+                      os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
+STREAM_A = os.path.join(DATA, "raw_diag_stream_a.bin")
+STREAM_B = os.path.join(DATA, "raw_diag_stream_b.bin")
+TOOL = os.environ.get("PALVORIN_TOOL", "")
+PYTHON = os.environ.get("PALVORIN_PYTHON", "/usr/bin/python3")
+
+
+def need_tool(test):
+    """Skips a test that compares with the command-line tool when the build has none."""
+    return unittest.skipUnless(TOOL and os.access(TOOL, os.X_OK), "the palvorin tool is not built")(test)
+
+
+def tool(*args, timeout=60):
+    """Runs the built `palvorin` with `args` (bounded in time); its standard output."""
+    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout, check=True)
+    return done.stdout
+
+
+class TempDir:
+    """A temporary directory removed with everything in it (a context manager, or close())."""
+
+    def __init__(self):
+        self.path = tempfile.mkdtemp(prefix="palvorin-py-")
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def close(self):
+        shutil.rmtree(self.path, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+
+def pcap_records(path):
+    """The records of a pcap file: (seconds, microseconds, bytes) each."""
+    with open(path, "rb") as pcap:
+        data = pcap.read()
+    magic = struct.unpack_from("<I", data)[0]
+    assert magic == 0xA1B2C3D4, hex(magic)
+    records = []
+    at = 24
+    while at < len(data):
+        seconds, micros, captured, _ = struct.unpack_from("<IIII", data, at)
+        at += 16
+        records.append((seconds, micros, data[at:at + captured]))
+        at += captured
+    return records
+
+
+class PrivateTemp(TempDir):
+    """A temporary directory that the package's temporary files go to while it is open (tempfile's
+    default directory), so that a test sees exactly the files the package made."""
+
+    def __init__(self):
+        super().__init__()
+        self._saved = tempfile.tempdir
+        tempfile.tempdir = self.path
+
+    def close(self):
+        tempfile.tempdir = self._saved
+        super().close()
+
+    def isf_files(self):
+        """The temporary ISF files of raw streams that exist right now."""
+        return sorted(name for name in os.listdir(self.path) if name.endswith(".isf"))

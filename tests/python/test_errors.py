@@ -1,0 +1,146 @@
+"""Files the package cannot read, and the temporary ISF file of a raw stream: palvorin.Error carries the
+library's status and the file's name; the temporary file goes when the File is closed or collected, and
+never outlives a failed open."""
+
+import gc
+import os
+import pickle
+import random
+import unittest
+
+import palvorin
+from support import STREAM_A, STREAM_B, PrivateTemp
+
+
+class BadFiles(unittest.TestCase):
+    def setUp(self):
+        self.temp = PrivateTemp()
+        self.addCleanup(self.temp.close)
+        self.isf = self.temp.file("a.isf")
+        palvorin.record(STREAM_A, self.isf)
+
+    def write(self, name, data):
+        path = self.temp.file(name)
+        with open(path, "wb") as out:
+            out.write(data)
+        return path
+
+    def assert_error(self, status, path, call, text):
+        with self.assertRaises(palvorin.Error) as raised:
+            call()
+        error = raised.exception
+        self.assertEqual(error.status, status, str(error))
+        self.assertEqual(error.path, path)
+        self.assertIn(path, str(error))
+        self.assertIn(text, str(error))
+        return error
+
+    def test_files_that_cannot_be_opened(self):
+        with open(self.isf, "rb") as source:
+            isf = source.read()
+        rng = random.Random(18)
+        cases = [
+            ("missing", self.temp.file("missing.isf"), "cannot_open", "No such file or directory"),
+            ("a directory", self.temp.path, "cannot_open", "Is a directory"),
+            ("empty", self.write("empty.isf", b""), "empty", "empty"),
+            ("random bytes", self.write("random.bin", bytes(rng.randrange(256) for _ in range(100000))),
+             "not_a_capture", "neither an item store file nor a raw diagnostic stream"),
+            ("text", self.write("notes.isf", b"not a capture\n" * 100), "not_a_capture", "neither"),
+            ("three bytes of the magic", self.write("short.isf", isf[:3]), "not_a_capture", "neither"),
+        ]
+        for case, path, status, text in cases:
+            with self.subTest(case):
+                self.assert_error(status, path, lambda: palvorin.open(path), text)
+        self.assertEqual(self.temp.isf_files(), ["a.isf", "empty.isf", "notes.isf", "short.isf"])
+
+    def test_truncated_isf_files(self):
+        with open(self.isf, "rb") as source:
+            isf = source.read()
+        # Cut inside the first index block: no item can be read.
+        header = self.write("header.isf", isf[:100])
+        with palvorin.open(header) as capture:
+            self.assert_error("unreadable", header, capture.messages, "not a readable item store file")
+        # Cut half-way: records past the end. Damaged, unless asked to read what is left.
+        half = self.write("half.isf", isf[:len(isf) // 2])
+        with palvorin.open(half) as capture:
+            self.assert_error("damaged", half, capture.messages, "allow_damaged")
+            self.assert_error("damaged", half, capture.summary, "inconsistencies")
+        with palvorin.open(half, allow_damaged=True) as capture:
+            messages = capture.messages()
+            self.assertGreater(len(messages), 1000)
+            self.assertLess(len(messages), 4852)
+            self.assertGreater(capture.summary()["problems"], 0)
+        # Without its table and trailer (a writer that stopped without closing) it is whole.
+        unclosed = self.write("unclosed.isf", isf[:-32])
+        with palvorin.open(unclosed) as capture:
+            self.assertEqual(len(capture.messages()), 4852)
+            self.assertEqual(capture.summary()["problems"], 0)
+
+    def test_the_error_survives_pickling(self):
+        # Campaign workers send errors to the client process.
+        error = self.assert_error("empty", self.write("e", b""), lambda: palvorin.open(self.temp.file("e")), "")
+        copy = pickle.loads(pickle.dumps(error))
+        self.assertEqual((copy.status, copy.path, str(copy)), (error.status, error.path, str(error)))
+
+    def test_record_errors(self):
+        output = self.temp.file("out.isf")
+        self.assert_error("cannot_open", self.temp.file("none.bin"),
+                          lambda: palvorin.record(self.temp.file("none.bin"), output), "No such file")
+        missing_dir = self.temp.file("no/out.isf")
+        self.assert_error("cannot_create", missing_dir, lambda: palvorin.record(STREAM_B, missing_dir),
+                          "cannot create")
+        self.assert_error("read_failed", self.temp.path, lambda: palvorin.record(self.temp.path, output),
+                          "Is a directory")
+
+    def test_a_closed_file_reads_nothing(self):
+        capture = palvorin.open(self.isf)
+        capture.close()
+        self.assertTrue(capture.closed)
+        with self.assertRaises(ValueError):
+            capture.items()
+
+
+class TemporaryRecording(unittest.TestCase):
+    def setUp(self):
+        self.temp = PrivateTemp()
+        self.addCleanup(self.temp.close)
+
+    def test_removed_on_close_at_the_end_of_with_and_when_collected(self):
+        capture = palvorin.open(STREAM_B)
+        self.assertEqual(capture.kind, "raw")
+        self.assertEqual(self.temp.isf_files(), [os.path.basename(capture.isf_path)])
+        self.assertEqual(len(capture.messages()), 18)
+        capture.close()
+        capture.close()
+        self.assertEqual(self.temp.isf_files(), [])
+
+        with palvorin.open(STREAM_B) as capture:
+            self.assertEqual(len(self.temp.isf_files()), 1)
+        self.assertEqual(self.temp.isf_files(), [])
+
+        capture = palvorin.open(STREAM_B)
+        self.assertEqual(len(self.temp.isf_files()), 1)
+        del capture
+        gc.collect()
+        self.assertEqual(self.temp.isf_files(), [])
+
+    def test_none_left_by_a_stream_without_frames(self):
+        # Flags alone delimit no frame: not a raw stream, and nothing recorded.
+        path = self.temp.file("flags.bin")
+        with open(path, "wb") as out:
+            out.write(b"\x7e" * 1000)
+        with self.assertRaises(palvorin.Error) as raised:
+            palvorin.open(path)
+        self.assertEqual(raised.exception.status, "not_a_capture")
+        self.assertEqual(self.temp.isf_files(), [])
+
+    def test_an_isf_file_is_read_where_it_is(self):
+        isf = self.temp.file("b.isf")
+        palvorin.record(STREAM_B, isf)
+        with palvorin.open(isf) as capture:
+            self.assertEqual((capture.kind, capture.isf_path, capture.recording), ("isf", isf, None))
+        self.assertTrue(os.path.exists(isf))
+
+
+if __name__ == "__main__":
+    unittest.main()
