@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct sRecordOptions {
     std::string mInput;       // a file, a FIFO or character device, or "-" for standard input
@@ -46,3 +47,6 @@ struct sSampleOptions {
     bool mPlain = false;  // only 100-byte ordinary log packets, none damaged (the store benchmark's packets)
 };
 int RunSample(const sSampleOptions& options);
+
+// Hands over to the Python package: `python3 -m palvorin report ARGUMENTS...`; returns only on failure.
+int RunReport(const std::vector<std::string>& arguments);

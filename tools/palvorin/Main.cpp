@@ -116,6 +116,15 @@ int main(int argc, char** argv) {
                             "only 100-byte log packets outside the over-the-air set, none damaged (the item "
                             "store benchmark's packets)");
 
+    CLI::App* reportCommand = app.add_subcommand(
+        "report",
+        "Write one self-contained HTML page of ISF files or raw streams: serving-cell timeline, signal, RRC "
+        "state, events, cells and message counts (hands over to python3 -m palvorin report; "
+        "palvorin report --help shows its options)");
+    // Everything after `report`, --help included, goes to the package as it is.
+    reportCommand->prefix_command();
+    reportCommand->set_help_flag();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -137,6 +146,9 @@ int main(int argc, char** argv) {
     }
     if (*pcapCommand) {
         return RunPcap(pcapIn, pcapOut);
+    }
+    if (*reportCommand) {
+        return RunReport(reportCommand->remaining());
     }
     return RunSample(sample);
 }
