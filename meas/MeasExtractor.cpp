@@ -103,6 +103,7 @@ void sMeasLog::Clear() {
     mCellCount = 0;
     mCellsDropped = 0;
     mStateCount = 0;
+    mStatesDropped = 0;
     mOutOfRange = 0;
 }
 

@@ -114,6 +114,7 @@ struct sMeasLog {
 
     size_t mStateCount = 0;  // MEAS_KIND_RRC_STATE
     sRRCStateChange mStates[kMeasMaxStates];
+    size_t mStatesDropped = 0;  // state changes the report holds beyond kMeasMaxStates
 
     // Values left out because they lay outside their physical range (RSRP outside -144..-44 dBm, an LTE
     // PCI above 503, ...): counted here, never clamped.

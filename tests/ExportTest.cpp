@@ -3,12 +3,13 @@
 // the messages GSMTAP version 2 cannot carry going to a dissector by name. The item clock's packet times.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "tools/palvorin/Export.h"
 #include "stream/ItemClock.h"
+#include "tools/palvorin/Export.h"
 
 namespace {
 
@@ -156,6 +157,13 @@ TEST(ItemClock, PacketTimesConvertedOrCarriedOver) {
     EXPECT_EQ(clock.Stamp(response.data(), response.size()), logTime) << "the time of the item before";
     EXPECT_EQ(clock.Stamp(wrapped.data(), wrapped.size()), logTime) << "inside the multi-SIM wrapper";
     EXPECT_EQ(clock.Stamp(log.data(), 15), logTime) << "cut header: no time of its own";
+    // A timestamp of 0 is a device that leaves the field unset, not a packet of 1980-01-06.
+    std::vector<unsigned char> unset = log;
+    std::fill(unset.begin() + 8, unset.begin() + 16, 0);
+    EXPECT_EQ(clock.Stamp(unset.data(), unset.size()), logTime) << "unset: the time of the item before";
+    cItemClock fresh(ITEM_CLOCK_PACKET);
+    fresh.ChunkRead(3000);
+    EXPECT_EQ(fresh.Stamp(unset.data(), unset.size()), 3000u) << "unset and first: the read time";
 
     cItemClock host(ITEM_CLOCK_HOST);
     host.ChunkRead(2000);

@@ -99,6 +99,33 @@ TEST(ISFStore, The8193rdItemStartsASecondBlockAndPatchesTheFirstBlocksLink) {
     EXPECT_EQ(file.mTrailerCount, 8193u);
 }
 
+// The closing table grows with the file: 17 index blocks (the tool-version record and 16 full blocks, then
+// one item), each named by its descriptor, every item read back in order with its own time.
+TEST(ISFStore, SeventeenIndexBlocksAreEachInTheTableAndEveryItemReadsBackInOrder) {
+    cTempDir dir;
+    const std::string path = dir.File("seventeen-blocks.isf");
+    const uint32_t items = 16 * 8192;  // with the tool-version record, one item in the 17th block
+    cISFStore store;
+    ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
+    const FILETIME start = AtBase(path, 0);
+    Bytes packet = LogPacket(0x1234, 4);
+    for (uint32_t i = 0; i < items; ++i) {
+        PutLE(&packet[16], i, 4);
+        ASSERT_EQ(Write(store, 3, packet, start + i * 10000ULL), 0u) << i;
+    }
+    store.CloseFileStore();
+    const sISFFile file = ReadGood(path);
+    ASSERT_EQ(file.mBlocks.size(), 17u);
+    ASSERT_EQ(file.mItems.size(), items + 1u);
+    EXPECT_EQ(file.mTrailerCount, items + 1u);
+    EXPECT_EQ(file.mItems.back().mBlock, 16u);
+    for (uint32_t i = 0; i < items; ++i) {
+        const sISFItem& item = file.mItems[i + 1];
+        ASSERT_EQ(GetLE(&item.mPayload[16], 4), i);
+        ASSERT_EQ(item.mTimeMs, file.mBlocks[0].mBaseMs + i) << i;
+    }
+}
+
 Bytes Request99(unsigned char hint) {
     Bytes packet(28, 0);
     packet[0] = 99;

@@ -419,6 +419,157 @@ TEST(OTAExtractor, NRRRCOneRowPerVersion) {
     }
 }
 
+// Every version of an RRC family, each read with the layout and PDU numbering the formats page gives it, and
+// every version the extractor does not read refused as unsupported, in the same layout as a read one. A row
+// covers versions first..last of one layout (hex with the version field "VV" and the PDU number "PP" to
+// fill in) and one numbering: what a few PDU numbers stand for, chosen so that every two numberings that
+// meet at a row's end differ in at least one of them (null: not in the numbering).
+struct sVersionRange {
+    uint32_t mFirst;
+    uint32_t mLast;
+    const char* mLayout;
+    uint32_t mChannelNumber;
+    std::vector<const char*> mKinds;  // one per probed PDU number
+};
+
+Bytes VersionedPayload(std::string layout, uint32_t version, unsigned int width, unsigned int pdu) {
+    std::string field;
+    char digits[3];
+    for (unsigned int i = 0; i < width; ++i) {
+        snprintf(digits, sizeof digits, "%02x", (version >> (8 * i)) & 0xFF);
+        field += digits;
+    }
+    snprintf(digits, sizeof digits, "%02x", pdu);
+    layout.replace(layout.find("VV"), 2, field);
+    layout.replace(layout.find("PP"), 2, digits);
+    return Hex(layout);
+}
+
+// `refused`: the layout the versions outside every range are tried in.
+void ExpectVersions(uint16_t code, unsigned int width, const std::vector<unsigned int>& pdus,
+                    const std::vector<sVersionRange>& ranges, const char* refused,
+                    const std::vector<uint32_t>& versions) {
+    for (uint32_t version : versions) {
+        const auto row = std::find_if(ranges.begin(), ranges.end(), [&](const sVersionRange& r) {
+            return version >= r.mFirst && version <= r.mLast;
+        });
+        for (size_t i = 0; i < pdus.size(); ++i) {
+            const char* layout = row != ranges.end() ? row->mLayout : refused;
+            const Bytes packet = LogPacket(code, VersionedPayload(layout, version, width, pdus[i]));
+            cOTAExtractor extractor;
+            sOTAMessage got;
+            const eOTAExtractStatus status = Extract(extractor, packet, got);
+            EXPECT_EQ(got.mLogVersion, version);
+            if (row == ranges.end()) {
+                EXPECT_EQ(status, OLD) << "version " << version;
+                break;
+            }
+            const char* kind = row->mKinds.at(i);
+            ASSERT_EQ(status, kind != nullptr ? MSG : CHANNEL)
+                << "version " << version << ", PDU " << pdus[i];
+            if (kind != nullptr) {
+                EXPECT_STREQ(OTAMessageKindName(got), kind) << "version " << version << ", PDU " << pdus[i];
+                EXPECT_TRUE(got.mChannelNumber == row->mChannelNumber && got.mCell == 0x123) << version;
+                EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << "version " << version;
+            }
+        }
+    }
+}
+
+std::vector<uint32_t> VersionsUpTo(uint32_t last) {
+    std::vector<uint32_t> versions;
+    for (uint32_t version = 0; version <= last; ++version) {
+        versions.push_back(version);
+    }
+    return versions;
+}
+
+// LTE RRC, a u8 version: the numbering tables A-D of the formats page, told apart by PDU 8 and the first
+// NB-IoT numbers of C (54) and D (45). Versions 0, 1, 10, 11, 17, 18, 21 and 23 are refused.
+TEST(OTAExtractor, LTERRCEveryVersion) {
+    const char* const v2 = "VV 0a72 00 2301 3412 3512 PP 0300 aabbcc";
+    const char* const v5 = "VV 0a72 00 2301 3412 3512 PP 00000000 0300 aabbcc";
+    const char* const v8 = "VV 0a72 00 2301 409c0000 3512 PP 00000000 0300 aabbcc";
+    const char* const v25 = "VV 0a72 0f60 00 2301 409c0000 3512 PP 00000000 0300 aabbcc";
+    const char* const v30 = "VV 0a72 0f60 00 2301 409c0000 3512 PP 00000000 0300 0000 00 aabbcc";
+    const std::vector<const char*> A = {"LTE RRC UL-DCCH", nullptr, nullptr};
+    const std::vector<const char*> B = {"LTE RRC BCCH-BCH", nullptr, nullptr};
+    const std::vector<const char*> C = {"LTE RRC UL-CCCH", nullptr, nullptr};
+    const std::vector<const char*> CNB = {"LTE RRC UL-CCCH", nullptr, "LTE RRC BCCH-BCH-NB"};
+    const std::vector<const char*> DNB = {"LTE RRC DL-CCCH", "LTE RRC BCCH-BCH-NB", nullptr};
+    const std::vector<sVersionRange> ranges = {
+        {2, 4, v2, 4660, A},       {5, 7, v5, 4660, A},        {8, 8, v8, 40000, A},
+        {9, 9, v8, 40000, B},      {12, 12, v8, 40000, B},     {13, 13, v8, 40000, A},
+        {14, 16, v8, 40000, C},    {19, 19, v8, 40000, DNB},   {20, 20, v8, 40000, CNB},
+        {22, 22, v8, 40000, A},    {24, 24, v8, 40000, CNB},   {25, 25, v25, 40000, CNB},
+        {26, 29, v25, 40000, DNB}, {30, 255, v30, 40000, DNB},
+    };
+    ExpectVersions(0xB0C0, 1, {8, 45, 54}, ranges, v8, VersionsUpTo(255));
+}
+
+// NR RRC, a u32 version: the numberings of v7, v8, v9 and 12, v14, v17, 19 and 25, v20, 23 and 24, v26 and
+// v28, told apart by PDU numbers 5, 10, 24, 25, 26, 28 and 29. Every other version is refused, also one
+// whose low byte is a read version.
+TEST(OTAExtractor, NRRRCEveryVersion) {
+    const char* const v7 = "VV 0f60 01 2301 9eb40700 00000000 PP 00000000 0300 aabbcc";
+    const char* const v12 = "VV 0f60 01 2301 9eb407 00000000 PP 00000000 0300 aabbcc";
+    const char* const v17 = "VV 0f60 01 2301 0000000000000000 9eb40700 000000 PP 00000000 0300 aabbcc";
+    const char* const v19 = "VV 0f60 01 2301 0000000000000000 9eb40700 000000 PP 00000000 0300 00 aabbcc";
+    const char* const v23 =
+        "VV 0f60 01 2301 0000000000000000 9eb40700 000000 PP 00000000 0300 000000 00 aabbcc";
+    const char* const pcch = "NR RRC PCCH";
+    const char* const mcch = "NR RRC MCCH";
+    const char* const done = "NR RRC RRCReconfigurationComplete";
+    const char* const bearer = "NR RRC RadioBearerConfig";
+    const std::vector<const char*> N7 = {pcch, done, bearer, nullptr, nullptr, nullptr, nullptr};
+    const std::vector<const char*> N8 = {pcch, done, nullptr, nullptr, bearer, nullptr, nullptr};
+    const std::vector<const char*> N9 = {
+        pcch, done, nullptr, bearer, nullptr, "NR RRC UE-MRDC-Capability", "NR RRC UE-NR-Capability"};
+    const std::vector<const char*> N14 = {pcch, done, nullptr, nullptr, nullptr, bearer, nullptr};
+    const std::vector<const char*> N17 = {pcch, done, nullptr, nullptr, nullptr, nullptr, bearer};
+    const std::vector<const char*> N20 = {
+        mcch, "NR RRC RRCReconfiguration", nullptr, nullptr, nullptr, nullptr, nullptr};
+    const std::vector<const char*> N26 = {mcch, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+    const std::vector<const char*> N28 = {mcch,    "NR RRC UL-DCCH", nullptr, nullptr,
+                                          nullptr, nullptr,          nullptr};
+    const std::vector<sVersionRange> ranges = {
+        {7, 7, v7, 504990, N7},     {8, 8, v7, 504990, N8},     {9, 9, v7, 504990, N9},
+        {12, 12, v12, 504990, N9},  {14, 14, v12, 504990, N14}, {17, 17, v17, 504990, N17},
+        {19, 19, v19, 504990, N17}, {20, 20, v19, 504990, N20}, {23, 24, v23, 504990, N20},
+        {25, 25, v19, 504990, N17}, {26, 26, v23, 504990, N26}, {28, 28, v23, 504990, N28},
+    };
+    std::vector<uint32_t> versions = VersionsUpTo(64);
+    versions.insert(versions.end(), {0x107, 0x109, 0x11C, 0x10000, 0xFFFFFFFF});
+    ExpectVersions(0xB821, 4, {5, 10, 24, 25, 26, 28, 29}, ranges, v23, versions);
+}
+
+// GSM RR channel values (bits 0-6 of the first byte; bit 7 set for downlink) as the formats page lists them:
+// 0-8 read in both directions, with and without the dual-SIM byte, every other value refused.
+TEST(OTAExtractor, GSMRREveryChannelValue) {
+    const char* const kChannels[] = {"GSM RR DCCH",    "GSM RR BCCH",    "GSM RR RACH",
+                                     "GSM RR CCCH",    "GSM RR SACCH",   "GSM RR SDCCH",
+                                     "GSM RR FACCH/F", "GSM RR FACCH/H", "GSM RR RACH without delay"};
+    for (unsigned int value = 0; value < 256; ++value) {
+        for (const unsigned int code : {0x512F, 0x5B2F}) {
+            Bytes payload = Hex("00 1503 aabbcc");
+            payload[0] = static_cast<unsigned char>(value);
+            if (code == 0x5B2F) {
+                payload.insert(payload.begin(), 2);
+            }
+            const Bytes packet = LogPacket(code, payload);
+            cOTAExtractor extractor;
+            sOTAMessage got;
+            const unsigned int channel = value & 0x7F;
+            ASSERT_EQ(Extract(extractor, packet, got), channel <= 8 ? MSG : CHANNEL) << std::hex << value;
+            if (channel <= 8) {
+                EXPECT_STREQ(OTAMessageKindName(got), kChannels[channel]) << std::hex << value;
+                EXPECT_EQ(got.mDirection, value & 0x80 ? DL : UL) << std::hex << value;
+                EXPECT_EQ(MessageBytes(got), Hex("aabbcc"));
+            }
+        }
+    }
+}
+
 // The other families' rules on hand-built payloads: dual-SIM bytes, directions, codes, SIB types.
 TEST(OTAExtractor, OtherFamiliesOnHandBuiltPayloads) {
     const struct {

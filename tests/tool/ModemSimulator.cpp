@@ -1,17 +1,20 @@
-// A modem's diagnostic port for the tool's tests. It owns a pseudo-terminal, prints the path of its
-// terminal side on standard output, answers the requests that configure logging as a handset does and,
-// once every equipment id it reports has its mask, streams the log packets of a real capture whose codes
-// are switched on (the capture's responses are not sent). It checks the framing and check sequence of
-// every request and logs what it was asked, one line each:
-//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | bad frame | bad request
+// A modem's diagnostic port for the tool's tests. It owns a pseudo-terminal and writes the path of its
+// terminal side into the file PORT, whole (written beside it, then renamed: a test that sees the file sees
+// the name). It answers the requests that configure logging as a handset does and, once every equipment id
+// it reports has its mask, streams the log packets of a real capture whose codes are switched on (the
+// capture's responses are not sent). It checks the framing and check sequence of every request and logs
+// what it was asked, one line each:
+//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | other CODE | refused CODE | bad frame |
+//   bad request
 // Every byte it receives also goes, as received, to LOG.wire.
 // "streamed N" once the whole capture is out (N log packets), and at the end "sent N" (log packets sent)
 // and "waited N" (writes that found the terminal full).
 //
-//   palvorin_modem_simulator STREAM LOG [MODE [N]]
+//   palvorin_modem_simulator STREAM LOG PORT [MODE [N]]
 // MODE: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
-// vanish N (goes away after N log packets); noisy (before each answer: bytes outside any frame, a copy of
-// the answer with a bad check sequence, and a run longer than any frame).
+// refuse N (the error reply N, such as 0x18, to every request); vanish N (goes away after N log packets);
+// noisy (before each answer: bytes outside any frame, a copy of the answer with a bad check sequence, and a
+// run longer than any frame).
 
 #include <errno.h>
 #include <fcntl.h>
@@ -21,6 +24,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -68,7 +72,10 @@ public:
 
     bool Packet(sSharedBuffer* packet) override {
         const Bytes request(packet->mData, packet->mData + packet->mSize);
-        if (request[0] == 0x73) {
+        if (mMode == "refuse") {
+            fprintf(mLog, "refused %02x\n", request[0]);
+            Refuse(static_cast<unsigned char>(mCount), request);
+        } else if (request[0] == 0x73) {
             LogConfig(request);
         } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
             fprintf(mLog, "debug-text %u\n", ReadU32(&request[4]));
@@ -174,11 +181,23 @@ private:
     std::map<unsigned int, Bytes> mMasks;  // by equipment id
 };
 
+// Writes `name` and a newline into `path` whole: into a file beside it first, then renamed over it.
+bool WritePortName(const std::string& path, const char* name) {
+    const std::string temporary = path + ".tmp";
+    FILE* out = fopen(temporary.c_str(), "w");
+    if (out == nullptr) {
+        return false;
+    }
+    const bool written = name != nullptr && fprintf(out, "%s\n", name) > 0;
+    return (fclose(out) == 0) && written && rename(temporary.c_str(), path.c_str()) == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) {
-        fprintf(stderr, "usage: %s STREAM LOG [normal|silent|refuse-mask|vanish N|noisy]\n", argv[0]);
+    if (argc < 4) {
+        fprintf(stderr, "usage: %s STREAM LOG PORT [normal|silent|refuse-mask|refuse N|vanish N|noisy]\n",
+                argv[0]);
         return 2;
     }
     std::ifstream in(argv[1], std::ios::binary);
@@ -217,12 +236,14 @@ int main(int argc, char** argv) {
         perror("openpty");
         return 1;
     }
-    printf("%s\n", ttyname(terminal));
-    fflush(stdout);
+    if (!WritePortName(argv[3], ttyname(terminal))) {
+        perror(argv[3]);
+        return 1;
+    }
     close(terminal);
     fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
 
-    cModem modem(log, argc > 3 ? argv[3] : "normal", argc > 4 ? atol(argv[4]) : 0);
+    cModem modem(log, argc > 4 ? argv[4] : "normal", argc > 5 ? strtol(argv[5], nullptr, 0) : 0);
     cFrameDecoder requests;
     bool heard = false;  // before the first request, nobody holds the terminal side
     long waited = 0;

@@ -1,19 +1,62 @@
 #!/usr/bin/env bash
 # End-to-end cases of the palvorin tool, one per CTest test:
 #   PalvorinToolTest.sh PALVORIN CASE DATA_DIR WORK_DIR [MODEM_SIMULATOR]
+# No case can hang or fill the disk: every program it runs is bounded in time, every file it writes in size,
+# and every process it leaves in the background is ended when it exits, however it exits.
 set -euo pipefail
-palvorin="$1"
+tool="$(realpath -m "$1")"
 case_name="$2"
-data="$3"
-work="$4"
-simulator="${5:-}"
+data="$(realpath -m "$3")"
+work="$(realpath -m "$4")"
+simulator="${5:+$(realpath -m "$5")}"
 rm -rf "$work"
-mkdir -p "$work"
+mkdir -p "$work/bin"
 cd "$work"
+
+# Seconds any one program may run: SIGTERM then, SIGKILL 5 s later, and exit status 124.
+step_limit=45
+# Runs PROGRAM under `timeout` from a script bin/NAME that takes its place: the script execs timeout, so that
+# the pid of a background run is timeout's own, and a signal sent to it reaches PROGRAM.
+bounded() {
+    printf '#!/usr/bin/env bash\nexec timeout --foreground -k 5 %s %q "$@"\n' "$step_limit" "$2" >"bin/$1"
+    chmod +x "bin/$1"
+    echo "$work/bin/$1"
+}
+palvorin="$(bounded palvorin "$tool")"
+simulator="${simulator:+$(bounded simulator "$simulator")}"
+for program in tshark python3; do
+    if command -v "$program" >/dev/null; then bounded "$program" "$(command -v "$program")" >/dev/null; fi
+done
+PATH="$work/bin:$PATH"
+# No file grows past 1 GiB (ulimit counts 1024-byte blocks): a recording that never ends is killed by
+# SIGXFSZ instead.
+ulimit -f $((1 << 20))
+# Every background job is ended on the way out; each is bounded, so waiting for them ends within 5 s.
+finish() {
+    local status=$?
+    local jobs
+    jobs="$(jobs -p)"
+    if [ -n "$jobs" ]; then
+        kill $jobs 2>/dev/null || true
+        wait 2>/dev/null || true
+    fi
+    [ "$status" -ne 124 ] || echo "FAILED: a program ran longer than $step_limit s" >&2
+    exit "$status"
+}
+trap finish EXIT
 
 fail() {
     echo "FAILED: $*" >&2
     exit 1
+}
+# Runs COMMAND every 0.05 s until it succeeds, for at most SECONDS; false when the time is up.
+wait_until() {
+    local deadline=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        [ "$SECONDS" -lt "$deadline" ] || return 1
+        sleep 0.05
+    done
 }
 # The number after `label` in a summary line such as "  frames           436".
 field() {
@@ -156,10 +199,9 @@ real_streams() {
     expect_eq "bad frames of the cut stream" "$(field 'bad frames' cut.txt)" 1
 }
 
-real_wcdma() {
-    # tests/data/wcdma_412f.txt: 623 real WCDMA RRC logs as hex lines, framed here into a raw stream.
-    command -v python3 >/dev/null || { echo "no python3 to frame the capture: skipped"; exit 77; }
-    python3 - "$data/wcdma_412f.txt" stream.bin <<'PY'
+# Frames the packets of a text file, one in hex a line ('#' lines are comments), into a raw stream.
+frame_hex() {
+    python3 - "$1" "$2" <<'PY'
 import sys
 def fcs(data):  # CRC-16/X-25, bit by bit
     crc = 0xFFFF
@@ -178,6 +220,12 @@ for line in open(sys.argv[1]):
         out.append(0x7E)
 open(sys.argv[2], "wb").write(out)
 PY
+}
+
+real_wcdma() {
+    # tests/data/wcdma_412f.txt: 623 real WCDMA RRC logs as hex lines, framed here into a raw stream.
+    command -v python3 >/dev/null || { echo "no python3 to frame the capture: skipped"; exit 77; }
+    frame_hex "$data/wcdma_412f.txt" stream.bin
     "$palvorin" record stream.bin out.isf >summary.txt
     "$palvorin" verify out.isf
     "$palvorin" pcap out.isf out.pcap | tee pcap.txt
@@ -205,6 +253,33 @@ PY
     done
 }
 
+# The time of each recorded item: its log packet's own timestamp; a log whose timestamp is 0 (a device that
+# leaves the field unset) and a packet that is no log take the time of the item before them, or the time
+# their chunk was read when nothing came before.
+packet_times() {
+    command -v python3 >/dev/null || { echo "no python3 to frame the packets: skipped"; exit 77; }
+    cat >packets.txt <<'HEX'
+# LTE RRC logs (0xB0C0) of timestamp 0, of the formats page's worked example (2015-08-01 02:11:40.984841),
+# and of 0 again; then a time-stamp response, which is no log.
+10000e000e00c0b0 0000000000000000 080a
+10000e000e00c0b0 8ea793c2a511d100 080a
+10000e000e00c0b0 0000000000000000 080a
+1d 8ea793c2a511d100
+HEX
+    frame_hex packets.txt stream.bin
+    "$palvorin" record stream.bin out.isf >/dev/null
+    "$palvorin" dump --json out.isf >dump.json
+    # Item 0 is the tool-version record, stamped with the host's time when the file was opened.
+    python3 - <<'PY' || fail "item times: $(cat dump.json)"
+import json
+items = json.load(open("dump.json"))
+times = [item["time_utc"] for item in items]
+assert len(items) == 5, len(items)
+assert abs(items[1]["unix_time"] - items[0]["unix_time"]) < 60, "the first log is not stamped when read"
+assert times[2:] == ["2015-08-01T02:11:40.984Z"] * 3, times
+PY
+}
+
 # A recording from a pipe whose writer stays open, ended by the signal $1 (INT, HUP, ...).
 interrupted() {
     local signal="$1"
@@ -214,14 +289,13 @@ interrupted() {
     mkfifo pipe
     "$palvorin" record pipe out.isf >summary.txt &
     recorder=$!
-    exec 3>pipe
-    cat stream.bin >&3
+    # Opened for reading too, so that opening it never waits for the recorder.
+    exec 3<>pipe
+    timeout "$step_limit" cat stream.bin >&3
     # The writer stays open: only the signal ends the recording. Wait until every frame is in the file
     # (all items but the kept health response, which closing writes again).
-    for _ in $(seq 300); do
-        [ "$("$palvorin" dump out.isf 2>/dev/null | wc -l)" -ge "$((items - 1))" ] && break
-        sleep 0.1
-    done
+    dumped_at_least() { [ "$("$palvorin" dump out.isf 2>/dev/null | wc -l)" -ge "$1" ]; }
+    wait_until 30 dumped_at_least "$((items - 1))" || true
     kill -"$signal" "$recorder"
     status=0
     wait "$recorder" || status=$?
@@ -343,6 +417,24 @@ stored_logs() {
     "$palvorin" dump "$1" | sed -n 's/^ *[0-9]*  [^ ]*  [^ ]* *\([0-9]*\)  aux [^ ]* *log \(0x[0-9A-F]*\).*/\1 \2/p' |
         grep -v ' 0x1FFD$' || true
 }
+stored_at_least() {
+    [ "$(stored_logs out.isf 2>/dev/null | wc -l)" -ge "$1" ]
+}
+
+# Starts the simulator in the background, serving capture A in the mode given by the arguments, and waits
+# for the name of its terminal, which it writes whole into a file of this start's own: never a name left by
+# an earlier step. Leaves the name in $port and the pid in $sim; the simulator logs into sim.log.
+simulator_starts=0
+start_simulator() {
+    simulator_starts=$((simulator_starts + 1))
+    local named="port.$simulator_starts"
+    rm -f sim.log sim.log.wire "$named"
+    "$simulator" "$data/raw_diag_stream_a.bin" sim.log "$named" "$@" 2>sim.err &
+    sim=$!
+    wait_until 10 test -s "$named" || true
+    port="$(cat "$named" 2>/dev/null)" || true
+    [ -n "$port" ] || fail "the simulator named no terminal: $(cat sim.err)"
+}
 
 # Runs the simulator in MODE and `palvorin capture` on its terminal with ARGS. With a SIGNAL (not -), waits
 # until the simulator has streamed everything and the tool has stored it (WANT log packets), then sends it.
@@ -350,16 +442,13 @@ stored_logs() {
 run_capture() {
     local mode="$1" signal="$2" want="$3"
     shift 3
-    rm -f sim.log sim.log.wire port.txt out.isf
-    "$simulator" "$data/raw_diag_stream_a.bin" sim.log $mode >port.txt 2>/dev/null &
-    local sim=$!
-    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
-    port="$(cat port.txt)"
+    rm -f out.isf
+    start_simulator $mode
     "$palvorin" capture --timeout 0.3 "$@" "$port" out.isf >cap.txt 2>cap.err &
     local tool=$!
     if [ "$signal" != - ]; then
-        for _ in $(seq 300); do grep -q '^streamed' sim.log 2>/dev/null && break; sleep 0.05; done
-        for _ in $(seq 100); do [ "$(stored_logs out.isf 2>/dev/null | wc -l)" -ge "$want" ] && break; sleep 0.1; done
+        wait_until 30 grep -q '^streamed' sim.log || true
+        wait_until 20 stored_at_least "$want" || true
         kill "-$signal" "$tool"
     fi
     status=0
@@ -418,15 +507,7 @@ TABLE
     # The whole capture went out faster than the terminal takes it: the writer found it full.
     [ "$(sed -n 's/^waited //p' sim.log)" -gt 0 ] || fail "the burst never filled the terminal"
 
-    # A handset that never answers, one that refuses a mask, one that goes away mid-stream.
-    run_capture silent - 0
-    [ "$status" -ne 0 ] || fail "silent: exit status 0"
-    grep -q "did not answer the request to turn logging off" cap.err || fail "silent: no clear error"
-    run_capture refuse-mask - 0
-    [ "$status" -ne 0 ] || fail "refused mask: exit status 0"
-    grep -q "refused the request to set the log mask of equipment 11: bad parameter (0x14)" cap.err ||
-        fail "refused mask: no clear error"
-    expect_eq "refused mask: last request" "$(grep -v '^sent\|^waited' sim.log | tail -n 1)" disable
+    # A handset that goes away mid-stream.
     run_capture "vanish 1000" - 0
     [ "$status" -ne 0 ] || fail "vanished: exit status 0"
     grep -q "disappeared" cap.err || fail "vanished: no clear error"
@@ -434,18 +515,51 @@ TABLE
     [ -s stored.txt ] && cmp -s stored.txt <(head -n "$(wc -l <stored.txt)" all.txt) ||
         fail "vanished: the stored packets are not the first ones sent"
 
-    # A port in use is refused.
-    "$simulator" "$data/raw_diag_stream_a.bin" sim.log >port.txt 2>/dev/null &
-    local sim=$!
-    for _ in $(seq 100); do [ -s port.txt ] && break; sleep 0.05; done
-    "$palvorin" capture -q "$(cat port.txt)" first.isf >/dev/null 2>&1 &
+    # A port in use is refused: the second capture starts once the first has sent its first request.
+    start_simulator normal
+    "$palvorin" capture -q "$port" first.isf >/dev/null 2>&1 &
     local first=$!
-    sleep 0.5
+    wait_until 10 grep -q '^disable' sim.log || true
     status=0
-    "$palvorin" capture "$(cat port.txt)" second.isf 2>cap.err || status=$?
+    "$palvorin" capture "$port" second.isf 2>cap.err || status=$?
     kill -INT "$first"
     wait "$first" "$sim" || true
     [ "$status" -ne 0 ] && grep -q "is busy" cap.err || fail "a busy port: $(cat cap.err)"
+}
+
+# What a handset may answer instead of what was asked: nothing, or an error reply.
+capture_answers() {
+    [ -n "$simulator" ] || { echo "no simulator: skipped"; exit 77; }
+    run_capture silent - 0
+    [ "$status" -ne 0 ] || fail "silent: exit status 0"
+    grep -q "did not answer the request to turn logging off" cap.err || fail "silent: no clear error"
+    # A refusal of the mask of the last equipment: the logging off follows it.
+    run_capture refuse-mask - 0
+    [ "$status" -ne 0 ] || fail "refused mask: exit status 0"
+    grep -q "refused the request to set the log mask of equipment 11: bad parameter (0x14)" cap.err ||
+        fail "refused mask: no clear error"
+    expect_eq "refused mask: last request" "$(grep -v '^sent\|^waited' sim.log | tail -n 1)" disable
+    # Each error reply the tool knows, to its first request: a refusal named with its code, not retried (the
+    # second request is the logging off on the way out). The codes just outside the error replies answer
+    # nothing: three tries, then the logging off.
+    while read -r code requests says; do
+        run_capture "refuse $code" - 0
+        [ "$status" -ne 0 ] || fail "error reply $code: exit status 0"
+        grep -q "$says" cap.err || fail "error reply $code: expected '$says'"
+        expect_eq "error reply $code: requests" "$(grep -c '^refused' sim.log)" "$requests"
+    done <<'TABLE'
+0x13 2 refused the request to turn logging off: bad command (0x13)$
+0x14 2 refused the request to turn logging off: bad parameter (0x14)$
+0x15 2 refused the request to turn logging off: bad length (0x15)$
+0x16 2 refused the request to turn logging off: error (0x16)$
+0x17 2 refused the request to turn logging off: error (0x17)$
+0x18 2 refused the request to turn logging off: bad mode (0x18)$
+0x42 2 refused the request to turn logging off: bad SPC mode (0x42)$
+0x47 2 refused the request to turn logging off: bad security mode (0x47)$
+0x95 2 refused the request to turn logging off: bad transaction (0x95)$
+0x12 4 did not answer the request to turn logging off (3 tries
+0x19 4 did not answer the request to turn logging off (3 tries
+TABLE
 }
 
 # Live GSMTAP while capturing and while recording: datagrams on a loopback UDP socket. Capture A's counts
@@ -453,48 +567,75 @@ TABLE
 # 0xB0EA 10, 0xB0EB 17, 0xB0EC 13, 0xB0ED 50), GSM RR 378 and UMTS NAS 27 + GPRS 9: 4,852 in all.
 gsmtap_live() {
     [ -n "$simulator" ] && command -v python3 >/dev/null || { echo "no simulator or python3: skipped"; exit 77; }
-    listen() {
-        python3 - <<'PY' &
-import socket, collections, time
-s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-try:  # room for the whole burst; above the system's limit only for root
-    s.setsockopt(socket.SOL_SOCKET, 33, 32 << 20)  # SO_RCVBUFFORCE
-except OSError:
-    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32 << 20)
-s.bind(("127.0.0.1", 0))
-open("udp_port.txt", "w").write(str(s.getsockname()[1]))
-s.settimeout(3)
-types, end = collections.Counter(), time.time() + 60
-while time.time() < end:
-    try:
-        data = s.recv(65536)
-    except socket.timeout:
-        break
-    types[data[2] if len(data) > 16 and data[0] == 2 and data[1] == 4 else -1] += 1
-open("udp.txt", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items())))
-PY
-        listener=$!
-        for _ in $(seq 100); do [ -s udp_port.txt ] && break; sleep 0.05; done
-    }
-    rm -f udp_port.txt
-    listen
-    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$(cat udp_port.txt)"
+    start_listener 127.0.0.1
+    run_capture normal INT 5484 --debug-text --gsmtap "127.0.0.1:$udp_port"
     grep -q "^debug-text" sim.log && fail "--debug-text: the debug text was silenced"
-    wait "$listener"
-    cat udp.txt
+    stop_listener
     expect_eq "LTE NAS datagrams while capturing" "$(sed -n 's/^18 //p' udp.txt)" 95
     expect_eq "LTE RRC datagrams while capturing" "$(sed -n 's/^13 //p' udp.txt)" 4343
     expect_eq "datagrams while capturing" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
     grep -q "^-1 " udp.txt && fail "datagrams without a GSMTAP header"
     grep -q "gsmtap .* 0 dropped" cap.txt || fail "datagrams dropped"
-    rm -f udp_port.txt
-    listen
-    "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "127.0.0.1:$(cat udp_port.txt)" >rec.txt
-    wait "$listener"
-    expect_eq "datagrams while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    # While recording, to an IPv4 and an IPv6 address in brackets.
+    for host in 127.0.0.1 ::1; do
+        start_listener "$host" || { echo "no IPv6 loopback: [$host] skipped"; continue; }
+        "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap "[$host]:$udp_port" >rec.txt
+        stop_listener
+        expect_eq "datagrams to [$host] while recording" "$(awk '{n += $2} END {print n}' udp.txt)" 4852
+    done
     # Nobody listening: the recording goes on.
     "$palvorin" record "$data/raw_diag_stream_a.bin" out.isf --gsmtap 127.0.0.1:9 >rec.txt
     "$palvorin" verify out.isf
+}
+
+# A GSMTAP listener in the background on a UDP port of HOST, in $udp_port; false when HOST cannot be bound.
+# It counts the datagrams by GSMTAP type (-1: not GSMTAP) until stop_listener, which leaves them in udp.txt.
+start_listener() {
+    rm -f udp_port udp_port.tmp udp.txt udp.stop
+    python3 - "$1" <<'PY' &
+import collections, os, socket, sys
+host = sys.argv[1]
+s = socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, socket.SOCK_DGRAM)
+try:  # room for the whole burst; above the system's limit only for root
+    s.setsockopt(socket.SOL_SOCKET, 33, 32 << 20)  # SO_RCVBUFFORCE
+except OSError:
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 32 << 20)
+try:
+    s.bind((host, 0))
+    port = str(s.getsockname()[1])
+except OSError:
+    port = "none"
+open("udp_port.tmp", "w").write(port)
+os.rename("udp_port.tmp", "udp_port")
+if port == "none":
+    sys.exit(0)
+# Every datagram sent before the stop is in the socket's queue already: read until it is empty.
+s.settimeout(0.1)
+types = collections.Counter()
+while True:
+    try:
+        data = s.recv(65536)
+    except socket.timeout:
+        if os.path.exists("udp.stop"):
+            break
+        continue
+    types[data[2] if len(data) > 16 and data[0] == 2 and data[1] == 4 else -1] += 1
+open("udp.tmp", "w").write("".join("%d %d\n" % kv for kv in sorted(types.items())))
+os.rename("udp.tmp", "udp.txt")
+PY
+    listener=$!
+    wait_until 10 test -s udp_port || true
+    udp_port="$(cat udp_port 2>/dev/null)" || true
+    [ -n "$udp_port" ] || fail "the listener named no port"
+    if [ "$udp_port" = none ]; then
+        wait "$listener"
+        return 1
+    fi
+}
+stop_listener() {
+    touch udp.stop
+    wait "$listener"
+    cat udp.txt
 }
 
 "$case_name"
