@@ -6,10 +6,11 @@ import gc
 import os
 import pickle
 import random
+import subprocess
 import unittest
 
 import palvorin
-from support import STREAM_A, STREAM_B, PrivateTemp
+from support import PYTHON, STREAM_A, STREAM_B, PrivateTemp
 
 
 class BadFiles(unittest.TestCase):
@@ -98,6 +99,31 @@ class BadFiles(unittest.TestCase):
         self.assertTrue(capture.closed)
         with self.assertRaises(ValueError):
             capture.items()
+
+
+class LibraryLog(unittest.TestCase):
+    """The library logs a line per bad frame: dropped unless asked for."""
+
+    def test_lines_only_when_asked(self):
+        with PrivateTemp() as temp:
+            damaged = temp.file("damaged.bin")
+            with open(STREAM_B, "rb") as stream:
+                data = bytearray(stream.read())
+            data[100] ^= 0xFF  # a bit error inside the first frames: one fails its check
+            with open(damaged, "wb") as out:
+                out.write(data)
+            script = ("import sys, palvorin\n"
+                      "palvorin.library_log(sys.argv[2] == 'show')\n"
+                      "with palvorin.open(sys.argv[1]) as capture:\n"
+                      "    print(capture.recording.bad_frames)\n")
+            for show in ("hide", "show"):
+                done = subprocess.run([PYTHON, "-c", script, damaged, show], capture_output=True, text=True,
+                                      timeout=60, check=True)
+                self.assertEqual(done.stdout, "1\n")
+                if show == "show":
+                    self.assertIn("CheckCRC", done.stderr)
+                else:
+                    self.assertEqual(done.stderr, "")
 
 
 class TemporaryRecording(unittest.TestCase):

@@ -1,0 +1,196 @@
+"""`python3 -m palvorin.campaign` on a local Dask cluster of 2 workers: 200 recordings of the real captures
+(raw streams and ISF files, copies made distinct by trailing flags) with a damaged file and a note among
+them, into SQLite and into a real PostgreSQL server: every file holds the rows the tool counts for it, a
+second run adds nothing, the damaged file is reported and the others go on; a dead scheduler fails
+clearly within a bounded time; a running scheduler is used as it is."""
+
+import logging
+import os
+import re
+import sqlite3
+import subprocess
+import time
+import unittest
+
+import palvorin
+from pgserver import PostgresServer, find_binaries
+from support import PYTHON, STREAM_A, STREAM_B, TempDir, need_tool, tool
+
+FLAG = b"\x7e"  # flags between frames delimit empty frames: a copy with more of them decodes the same
+
+
+def setUpModule():
+    if not hasattr(palvorin, "Database"):
+        raise unittest.SkipTest("the package is built without the campaign database (db/)")
+
+
+def campaign(*args, timeout=180):
+    """Runs the campaign command; (exit status, standard output, standard error)."""
+    done = subprocess.run([PYTHON, "-m", "palvorin.campaign", *args], capture_output=True, text=True,
+                          timeout=timeout)
+    return done.returncode, done.stdout, done.stderr
+
+
+def summary(stdout):
+    """{added, already present, failed, ignored} of the campaign's summary."""
+    counts = {}
+    for name in ("added", "already present", "failed", "ignored"):
+        match = re.search(rf"^  {name} +(\d+)", stdout, re.M)
+        counts[name] = int(match.group(1)) if match else 0
+    return counts
+
+
+class Campaign(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.temp = TempDir()
+        cls.files = cls.temp.file("phones")
+        cls.kinds = {}  # path -> "a.raw", "a.isf", "b.raw", "b.isf"
+        with open(STREAM_A, "rb") as a, open(STREAM_B, "rb") as b:
+            streams = {"a": a.read(), "b": b.read()}
+        # 20 of capture A and 180 of capture B, half raw, half recorded; in two phones' directories.
+        plan = [("a", 10, "raw"), ("a", 10, "isf"), ("b", 90, "raw"), ("b", 90, "isf")]
+        number = 0
+        for capture, count, kind in plan:
+            for _ in range(count):
+                number += 1
+                directory = os.path.join(cls.files, f"phone{number % 2 + 1}", capture)
+                os.makedirs(directory, exist_ok=True)
+                raw = os.path.join(directory, f"{number:03d}.log")
+                with open(raw, "wb") as out:
+                    out.write(streams[capture] + FLAG * number)
+                path = raw
+                if kind == "isf":
+                    path = raw[:-4] + ".dat"
+                    palvorin.record(raw, path)
+                    os.unlink(raw)
+                cls.kinds[path] = f"{capture}.{kind}"
+        # A recording cut in half, and a note: the first fails, the second is no capture.
+        with open(next(p for p, k in cls.kinds.items() if k == "a.isf"), "rb") as isf:
+            data = isf.read()
+        cls.damaged = os.path.join(cls.files, "phone1", "cut.dat")
+        with open(cls.damaged, "wb") as out:
+            out.write(data[:len(data) // 2])
+        with open(os.path.join(cls.files, "phone2", "notes.txt"), "w") as out:
+            out.write("drive test, route 7\n")
+        cls.expected = cls.tool_counts() if os.environ.get("PALVORIN_TOOL") else None
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.temp.close()
+
+    @classmethod
+    def tool_counts(cls):
+        """Messages per kind of file, as `palvorin pcap` exports them from one file of each kind."""
+        counts = {}
+        for kind in ("a.raw", "a.isf", "b.raw", "b.isf"):
+            path = next(p for p, k in cls.kinds.items() if k == kind)
+            isf = path
+            if kind.endswith(".raw"):
+                isf = cls.temp.file("tool.isf")
+                tool("record", path, isf)
+            output = tool("pcap", isf, cls.temp.file("tool.pcap"))
+            counts[kind] = int(re.search(r"^exported (\d+) messages", output, re.M).group(1))
+        return counts
+
+    def check_database(self, rows_by_path):
+        """Every file once, with the rows the tool counts for a file of its kind."""
+        self.assertEqual(sorted(rows_by_path), sorted(self.kinds))
+        expected = self.expected or {"a.raw": 4852, "a.isf": 4852, "b.raw": 18, "b.isf": 18}
+        for path, kind in self.kinds.items():
+            self.assertEqual(rows_by_path[path], (expected[kind], expected[kind]), path)
+
+    def run_twice(self, target):
+        status, out, err = campaign(self.files, "--db", target, "--workers", "2")
+        self.assertEqual(status, 1, out + err)  # the damaged file
+        self.assertEqual(summary(out), {"added": 200, "already present": 0, "failed": 1, "ignored": 1}, out)
+        self.assertIn(f"{self.damaged}: {self.damaged}: damaged", out)
+        self.assertIn("] 202/202", err)  # the progress bar's end
+        first = self.rows_by_path(target)
+        self.check_database(first)
+        status, out, err = campaign(self.files, "--db", target, "--workers", "2")
+        self.assertEqual(status, 1, out + err)
+        self.assertEqual(summary(out), {"added": 0, "already present": 200, "failed": 1, "ignored": 1}, out)
+        self.assertEqual(self.rows_by_path(target), first)
+        self.assertEqual(self.count_messages(target), 20 * 4852 + 180 * 18)
+
+    def test_sqlite(self):
+        target = self.temp.file("campaign.sqlite")
+        self.run_twice(target)
+
+    @unittest.skipIf(find_binaries() is None, "no PostgreSQL server installed")
+    def test_postgresql(self):
+        with PostgresServer() as server:
+            self.server = server
+            self.run_twice(server.create_database("campaign"))
+
+    def rows_by_path(self, target):
+        """path -> (messages_rows of files, messages rows stored for the file)."""
+        sql = ("SELECT f.path, f.messages_rows, (SELECT count(*) FROM messages m WHERE m.file_id = f.id) "
+               "FROM files f")
+        return {row[0]: (int(row[1]), int(row[2])) for row in self.query(target, sql)}
+
+    def count_messages(self, target):
+        return int(self.query(target, "SELECT count(*) FROM messages")[0][0])
+
+    def query(self, target, sql):
+        if target.startswith("postgresql://"):
+            return self.server.psql(target.split("?")[0].rsplit("/", 1)[1], sql)
+        with sqlite3.connect(target) as connection:
+            return connection.execute(sql).fetchall()
+
+    def test_a_dead_scheduler_fails_clearly_and_soon(self):
+        started = time.monotonic()
+        # Port 9 (discard) of the loopback: nothing listens there.
+        status, out, err = campaign(self.files, "--db", self.temp.file("dead.sqlite"), "--scheduler",
+                                    "tcp://127.0.0.1:9", "--connect-timeout", "3", timeout=60)
+        self.assertEqual(status, 2, out + err)
+        self.assertIn("cannot reach the Dask scheduler at tcp://127.0.0.1:9 within 3 s", err)
+        self.assertLess(time.monotonic() - started, 30)
+
+    def test_a_running_scheduler_and_a_glob(self):
+        from distributed import LocalCluster
+
+        with LocalCluster(n_workers=1, threads_per_worker=2, processes=False, protocol="tcp://",
+                          host="127.0.0.1", dashboard_address=None, silence_logs=logging.ERROR) as cluster:
+            target = self.temp.file("scheduler.sqlite")
+            status, out, err = campaign(os.path.join(self.files, "phone1", "b", "*[05].dat"), "--db", target,
+                                        "--scheduler", cluster.scheduler_address)
+        self.assertEqual(status, 0, out + err)
+        named = [path for path, kind in self.kinds.items()
+                 if kind == "b.isf" and "/phone1/" in path and path[-5] in "05"]
+        self.assertEqual(summary(out)["added"], len(named))
+        self.assertEqual(int(self.query(target, "SELECT count(*) FROM messages")[0][0]), 18 * len(named))
+
+    def test_a_full_database_keeps_whole_files_and_the_campaign_goes_on(self):
+        # The client may write no more than 4 MB into a file (the interpreter ignores SIGXFSZ, so a write
+        # past it fails with EFBIG): the campaign database fills up after a few files of capture A.
+        phone = os.path.join(self.files, "phone2", "a")
+        target = self.temp.file("limited.sqlite")
+        started = time.monotonic()
+        done = subprocess.run(["prlimit", f"--fsize={4 << 20}", PYTHON, "-m", "palvorin.campaign", phone,
+                               "--db", target, "--workers", "2"], capture_output=True, text=True, timeout=180)
+        counts = summary(done.stdout)
+        self.assertEqual(done.returncode, 1, done.stdout + done.stderr)
+        self.assertGreater(counts["added"], 0, done.stdout)
+        self.assertGreater(counts["failed"], 0, done.stdout)
+        self.assertEqual(counts["added"] + counts["failed"], 10, done.stdout)
+        # Each failure names the database that refused (SQLite says "disk I/O error" for EFBIG).
+        failures = [line for line in done.stdout.splitlines() if line.startswith("    ")]
+        self.assertEqual(len(failures), counts["failed"])
+        self.assertTrue(all(f": {target}: " in line for line in failures), failures)
+        # Every file in the database is there whole.
+        rows = self.rows_by_path(target)
+        self.assertEqual(len(rows), counts["added"])
+        self.assertTrue(all(row == (4852, 4852) for row in rows.values()), rows)
+        self.assertLess(time.monotonic() - started, 120)
+
+    def test_a_database_that_cannot_be_reached(self):
+        target = f"postgresql:///campaign?host={self.temp.path}&user=palvorin"
+        status, out, err = campaign(self.files, "--db", target, "--workers", "1", timeout=60)
+        self.assertEqual(status, 2, out + err)
+        self.assertIn("cannot use the database", err)
+
+
+if __name__ == "__main__":
+    unittest.main()

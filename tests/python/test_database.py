@@ -1,0 +1,143 @@
+"""The campaign database from Python, into SQLite and into a real PostgreSQL server this module starts in a
+temporary directory: the real captures whole and once, raw streams as their recordings, bad files and
+refusing databases leaving nothing behind, and the worker databases a campaign merges."""
+
+import os
+import sqlite3
+import unittest
+
+import palvorin
+from pgserver import PostgresServer, find_binaries
+from support import STREAM_A, STREAM_B, PrivateTemp
+
+SERVER = None
+
+
+def setUpModule():
+    global SERVER
+    if not hasattr(palvorin, "Database"):
+        raise unittest.SkipTest("the package is built without the campaign database (db/)")
+    if find_binaries() is None:
+        return
+    SERVER = PostgresServer()
+    SERVER.start()
+
+
+def tearDownModule():
+    if SERVER is not None:
+        SERVER.stop()
+
+
+class Engine:
+    """The cases, on the engine a subclass names."""
+
+    def setUp(self):
+        self.temp = PrivateTemp()
+        self.addCleanup(self.temp.close)
+        self.isf_a = self.temp.file("a.isf")
+        palvorin.record(STREAM_A, self.isf_a)
+        self.target = self.new_target("campaign")
+        self.db = palvorin.Database(self.target)
+        self.addCleanup(self.db.close)
+
+    def write(self, name, data):
+        path = self.temp.file(name)
+        with open(path, "wb") as out:
+            out.write(data)
+        return path
+
+    def test_a_capture_goes_in_whole_and_once(self):
+        first = self.db.add(self.isf_a)
+        self.assertEqual(first.status, "added", first.error)
+        self.assertTrue(first.ok)
+        self.assertEqual(first.rows["messages"], 4852)
+        self.assertEqual(first.rows["items"], 5502)
+        self.assertEqual(len(first.sha256), 64)
+        again = self.db.add(self.isf_a)
+        self.assertEqual((again.status, again.file_id), ("already_present", first.file_id))
+        self.assertEqual(self.query("SELECT count(*) FROM messages"), [[4852]])
+        self.assertEqual(self.query("SELECT items, messages_rows FROM files"), [[5502, 4852]])
+        self.assertEqual(self.query("SELECT count(*) FROM messages WHERE technology = 'lte'"), [[4438]])
+
+    def test_a_raw_stream_goes_in_as_its_recording_once(self):
+        first = self.db.add(STREAM_B)
+        self.assertEqual((first.status, first.rows["messages"]), ("added", 18), first.error)
+        # Recorded again, the same stream is the same file: named by its own path and SHA-256.
+        self.assertEqual(self.db.add(STREAM_B).status, "already_present")
+        self.assertEqual(self.query("SELECT path FROM files"), [[os.path.abspath(STREAM_B)]])
+        self.assertEqual(self.query("SELECT count(*) FROM messages WHERE subscription = 1"), [[18]])
+
+    def test_bad_files_leave_nothing_behind(self):
+        with open(self.isf_a, "rb") as source:
+            isf = source.read()
+        cases = [
+            (self.temp.file("missing.isf"), "No such file"),
+            (self.write("empty.isf", b""), "empty"),
+            (self.write("random.bin", bytes(range(256)) * 400), "neither"),
+            (self.write("half.isf", isf[:len(isf) // 2]), "damaged"),
+            (self.write("header.isf", isf[:100]), "not a readable item store file"),
+        ]
+        for path, reason in cases:
+            with self.subTest(os.path.basename(path)):
+                result = self.db.add(path)
+                self.assertEqual(result.status, "file_failed")
+                self.assertFalse(result.ok)
+                self.assertIn(reason, result.error)
+        self.assertEqual(self.query("SELECT count(*) FROM files"), [[0]])
+        self.assertEqual(self.query("SELECT count(*) FROM messages"), [[0]])
+        # The campaign goes on: a good file after them goes in.
+        self.assertEqual(self.db.add(self.isf_a).status, "added")
+
+    def test_worker_databases_are_merged_once(self):
+        worker = self.temp.file("worker.sqlite")
+        with palvorin.Database(worker) as db:
+            self.assertEqual(db.add(self.isf_a).status, "added")
+            self.assertEqual(db.add(STREAM_B).status, "added")
+        self.assertEqual(self.db.add(STREAM_B).status, "added")
+        self.assertEqual(self.db.add_database(worker), (1, 1))
+        self.assertEqual(self.db.add_database(worker), (0, 2))
+        self.assertEqual(self.query("SELECT count(*) FROM messages"), [[4852 + 18]])
+        with self.assertRaises(palvorin.Error) as raised:
+            self.db.add_database(self.isf_a)
+        self.assertEqual(raised.exception.status, "database_failed")
+
+
+class SQLite(Engine, unittest.TestCase):
+    def new_target(self, name):
+        return self.temp.file(name + ".sqlite")
+
+    def query(self, sql):
+        with sqlite3.connect(self.target) as connection:
+            return [list(row) for row in connection.execute(sql)]
+
+    def test_a_database_that_cannot_be_opened(self):
+        for target in (self.temp.file("no/such/dir.sqlite"), self.isf_a):
+            with self.subTest(target):
+                with self.assertRaises(palvorin.Error) as raised:
+                    palvorin.Database(target)
+                self.assertEqual((raised.exception.status, raised.exception.path), ("database_failed", target))
+
+
+@unittest.skipIf(find_binaries() is None, "no PostgreSQL server installed")
+class PostgreSQL(Engine, unittest.TestCase):
+    count = 0
+
+    def new_target(self, name):
+        PostgreSQL.count += 1
+        return SERVER.create_database(f"{name}{PostgreSQL.count}")
+
+    def query(self, sql):
+        database = self.target.split("?")[0].rsplit("/", 1)[1]
+        return [[int(value) if value.isdigit() else value for value in row] for row in SERVER.psql(database, sql)]
+
+    def test_a_server_that_refuses(self):
+        # No server listens on that socket directory: refused at once, with the reason.
+        target = f"postgresql:///campaign?host={self.temp.path}&user=palvorin"
+        with self.assertRaises(palvorin.Error) as raised:
+            palvorin.Database(target)
+        self.assertEqual(raised.exception.status, "database_failed")
+        self.assertIn(self.temp.path, str(raised.exception))
+
+
+if __name__ == "__main__":
+    unittest.main()
