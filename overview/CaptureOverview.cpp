@@ -59,7 +59,7 @@ cCaptureOverview::cCaptureOverview(const sOverviewLimits& limits)
       mMeasServing(ColumnIndex(TABLE_MEASUREMENTS, "serving")),
       mMeasChannel(ColumnIndex(TABLE_MEASUREMENTS, "arfcn")),
       mMeasCell(ColumnIndex(TABLE_MEASUREMENTS, "pci")),
-      mDecimator(limits.mBuckets, limits.mServingSeries + limits.mNeighbourSeries),
+      mDecimator(limits.mBuckets, limits.mServingSeries + limits.mNeighbourSeries + limits.mAllServingSeries),
       mTableRows(TableBit(TABLE_CELLS) | TableBit(TABLE_EVENTS)) {
     const sTableDef& measurements = TableDef(TABLE_MEASUREMENTS);
     for (size_t i = 0; i < measurements.mCount; ++i) {
@@ -173,34 +173,42 @@ void cCaptureOverview::Measurement(const sValue* values) {
         if (value.mNull) {
             continue;
         }
-        const long series = SeriesOf(subscription, technology, serving, channel, cell, column);
-        if (series < 0 ||
-            !mDecimator.Add(mSeries[static_cast<size_t>(series)].mIndex, time.mInt, value.mReal)) {
-            ++mValuesNotKept;
+        AddValue(SeriesOf(subscription, technology, serving ? KIND_SERVING : KIND_NEIGHBOUR, channel, cell,
+                          column),
+                 time.mInt, value.mReal);
+        if (serving) {
+            AddValue(SeriesOf(subscription, technology, KIND_ALL_SERVING, -1, -1, column), time.mInt,
+                     value.mReal);
         }
     }
 }
 
-long cCaptureOverview::SeriesOf(uint32_t subscription, size_t technology, bool serving, int64_t channel,
+void cCaptureOverview::AddValue(long series, int64_t timeMs, double value) {
+    if (series < 0 || !mDecimator.Add(mSeries[static_cast<size_t>(series)].mIndex, timeMs, value)) {
+        ++mValuesNotKept;
+    }
+}
+
+long cCaptureOverview::SeriesOf(uint32_t subscription, size_t technology, eKind kind, int64_t channel,
                                 int64_t cell, size_t column) {
     // Channels and cells fit 32 bits (an NR-ARFCN is below 2^22), as do subscriptions; the rest is small.
     const sKey key = {(uint64_t{subscription} << 32) | static_cast<uint32_t>(channel),
                       (static_cast<uint64_t>(static_cast<uint32_t>(cell)) << 32) |
-                          (uint64_t{technology} << 24) | (uint64_t{serving} << 16) | column};
+                          (uint64_t{technology} << 24) | (uint64_t{kind} << 16) | column};
     const auto found = mSeriesByKey.find(key);
     if (found != mSeriesByKey.end()) {
         return found->second;
     }
-    size_t& inUse = serving ? mServingSeries : mNeighbourSeries;
-    const size_t limit = serving ? mLimits.mServingSeries : mLimits.mNeighbourSeries;
+    const size_t limits[] = {mLimits.mNeighbourSeries, mLimits.mServingSeries, mLimits.mAllServingSeries};
     long index = -1;
-    const long decimated = inUse < limit ? mDecimator.NewSeries() : -1;
+    const long decimated = mInUse[kind] < limits[kind] ? mDecimator.NewSeries() : -1;
     if (decimated >= 0) {
-        ++inUse;
+        ++mInUse[kind];
         sOverviewSeries series;
         series.mSubscription = subscription;
         series.mTechnology = mTechnologies[technology];
-        series.mServing = serving;
+        series.mServing = kind != KIND_NEIGHBOUR;
+        series.mAllServing = kind == KIND_ALL_SERVING;
         series.mChannel = channel;
         series.mCell = cell;
         series.mColumn = column;

@@ -4,8 +4,10 @@
 //   - the signalling messages counted per subscription, technology and kind (the messages themselves are
 //     not kept);
 //   - every measured quantity (the real-valued columns of the measurements table: RSRP, RSRQ, SINR, ...)
-//     as a series per subscription, technology, serving or neighbour, channel and cell, decimated on one
-//     time grid (overview/SeriesDecimator.h);
+//     as a series per subscription, technology, serving or neighbour, channel and cell, and for the serving
+//     cells also one series of all of them together (the serving cell whichever it is: a long capture whose
+//     cells change faster than a picture's pixels is drawn from it), decimated on one time grid
+//     (overview/SeriesDecimator.h);
 //   - the rows of the cells and events tables, which are small (a row per serving cell and per event), up
 //     to a limit.
 // Its memory is fixed by the limits, whatever the file's size.
@@ -29,6 +31,7 @@ struct sOverviewLimits {
     size_t mBuckets = 2048;         // time buckets per series
     size_t mServingSeries = 128;    // series of serving cells kept
     size_t mNeighbourSeries = 384;  // series of neighbour cells kept
+    size_t mAllServingSeries = 64;  // series of all serving cells together kept
     uint64_t mTableRows = 250000;   // rows of the cells and of the events table kept
 };
 
@@ -37,10 +40,11 @@ struct sOverviewSeries {
     uint32_t mSubscription = 0;  // 0: not given
     std::string mTechnology;     // "lte", "nr", "wcdma", "gsm" (the measurements table's text)
     bool mServing = false;
-    int64_t mChannel = -1;  // EARFCN, NR-ARFCN, UARFCN or ARFCN; -1: not given
-    int64_t mCell = -1;     // PCI, PSC or BSIC; -1: not given
-    size_t mColumn = 0;     // the quantity: its column in the measurements table (TableDef)
-    size_t mIndex = 0;      // the series in Decimator()
+    bool mAllServing = false;  // every serving cell of the subscription and technology (mServing too)
+    int64_t mChannel = -1;     // EARFCN, NR-ARFCN, UARFCN or ARFCN; -1: not given, or mAllServing
+    int64_t mCell = -1;        // PCI, PSC or BSIC; -1: not given, or mAllServing
+    size_t mColumn = 0;        // the quantity: its column in the measurements table (TableDef)
+    size_t mIndex = 0;         // the series in Decimator()
 };
 
 // Signalling messages of one kind.
@@ -96,9 +100,12 @@ private:
     void Item(const sValue* values);
     void Message(const sValue* values);
     void Measurement(const sValue* values);
-    // The series of a quantity of a measured cell: its index in mSeries, or -1 beyond the limits.
-    long SeriesOf(uint32_t subscription, size_t technology, bool serving, int64_t channel, int64_t cell,
+    enum eKind : uint8_t { KIND_NEIGHBOUR = 0, KIND_SERVING, KIND_ALL_SERVING };
+    // The series of a quantity of a measured cell (or of all serving cells): its index in mSeries, or -1
+    // beyond the limits.
+    long SeriesOf(uint32_t subscription, size_t technology, eKind kind, int64_t channel, int64_t cell,
                   size_t column);
+    void AddValue(long series, int64_t timeMs, double value);
     size_t TechnologyId(const sValue& text);
 
     sOverviewLimits mLimits;
@@ -123,8 +130,7 @@ private:
     cSeriesDecimator mDecimator;
     std::vector<sOverviewSeries> mSeries;
     std::unordered_map<sKey, long, sKeyHash> mSeriesByKey;  // -1: a series beyond the limits
-    size_t mServingSeries = 0;
-    size_t mNeighbourSeries = 0;
+    size_t mInUse[3] = {};                                  // series of each eKind
     uint64_t mValuesNotKept = 0;
 
     cColumnSink mTableRows;

@@ -31,6 +31,7 @@ py::list SeriesList(const cCaptureOverview& overview) {
         entry["subscription"] = series.mSubscription;
         entry["technology"] = series.mTechnology;
         entry["serving"] = series.mServing;
+        entry["all_serving"] = series.mAllServing;
         entry["channel"] = series.mChannel;
         entry["cell"] = series.mCell;
         entry["quantity"] = measurements.mColumns[series.mColumn].mName;
@@ -44,11 +45,12 @@ py::list SeriesList(const cCaptureOverview& overview) {
 }
 
 py::dict Overview(const std::string& isf, size_t buckets, size_t servingSeries, size_t neighbourSeries,
-                  uint64_t tableRows) {
+                  size_t allServingSeries, uint64_t tableRows) {
     sOverviewLimits limits;
     limits.mBuckets = buckets;
     limits.mServingSeries = servingSeries;
     limits.mNeighbourSeries = neighbourSeries;
+    limits.mAllServingSeries = allServingSeries;
     limits.mTableRows = tableRows;
     cCaptureOverview overview(limits);
     sTableSummary summary;
@@ -124,11 +126,13 @@ void BindOverview(py::module_& module) {
     module.def("overview", &Overview, py::arg("isf"), py::arg("buckets") = defaults.mBuckets,
                py::arg("serving_series") = defaults.mServingSeries,
                py::arg("neighbour_series") = defaults.mNeighbourSeries,
+               py::arg("all_serving_series") = defaults.mAllServingSeries,
                py::arg("table_rows") = defaults.mTableRows,
                "Reads the ISF file `isf` once for a report, in memory bounded by the limits: items (count, "
                "per subscription, time span in ms since 1970 UTC without the tool-version record), message "
                "counts per (subscription, technology, kind), every measured quantity as a series per "
-               "subscription, technology, serving or neighbour, channel and cell decimated on one grid "
+               "subscription, technology, serving or neighbour, channel and cell (and of all serving cells "
+               "together: all_serving) decimated on one grid "
                "(origin_ms, width_ms, buckets) of min, max, sum and count per bucket, and the columns of the "
                "cells and events tables (up to `table_rows` each). Raises palvorin.Error.");
 }

@@ -100,7 +100,8 @@ sAggregate Aggregate(const cCaptureOverview& overview, const sOverviewSeries& se
 }
 
 // Each quantity a row gives becomes a value of the series of its cell: a series per subscription,
-// serving or neighbour, channel, cell and quantity; a quantity the row lacks adds nothing.
+// serving or neighbour, channel, cell and quantity, and for serving cells also of the series of every
+// serving cell of the subscription together; a quantity the row lacks adds nothing.
 TEST(CaptureOverview, EachQuantityOfEachCellIsASeries) {
     cCaptureOverview overview;
     // Values of real 0xB193 rows (lte_bler.bin, its first serving and neighbour cells).
@@ -111,7 +112,8 @@ TEST(CaptureOverview, EachQuantityOfEachCellIsASeries) {
     Measured(1564481946774, 1, false, 1825, 220).Real("rsrp_dbm", -111.125).To(overview);
     Measured(1564481946784, 1, true, 1825, 73).Real("rsrp_dbm", -98.5).Real("rsrq_db", -9.0625).To(overview);
     Measured(1564481946790, 2, true, 1825, 73).Real("rsrp_dbm", -90.25).To(overview);
-    ASSERT_EQ(overview.Series().size(), 4u);
+    Measured(1564481946794, 1, true, 1825, 74).Real("rsrp_dbm", -101.5).To(overview);
+    ASSERT_EQ(overview.Series().size(), 8u);
 
     const struct {
         uint32_t mSubscription;
@@ -131,7 +133,7 @@ TEST(CaptureOverview, EachQuantityOfEachCellIsASeries) {
         const sOverviewSeries* series = Find(overview, c.mSubscription, c.mServing, c.mCell, c.mQuantity);
         ASSERT_NE(series, nullptr);
         EXPECT_EQ(series->mTechnology, "lte");
-        EXPECT_EQ(series->mChannel, 1825);
+        EXPECT_EQ(series->mChannel, c.mCell == -1 ? -1 : 1825);
         const sAggregate aggregate = Aggregate(overview, *series);
         EXPECT_EQ(aggregate.mCount, c.mCount);
         EXPECT_EQ(aggregate.mMinimum, c.mMinimum);
@@ -226,11 +228,14 @@ TEST(CaptureOverview, LimitsBoundWhatIsKept) {
     }
     size_t serving = 0;
     size_t neighbours = 0;
+    size_t allServing = 0;
     for (const sOverviewSeries& series : overview.Series()) {
-        (series.mServing ? serving : neighbours) += 1;
+        (series.mAllServing ? allServing : series.mServing ? serving : neighbours) += 1;
     }
     EXPECT_EQ(serving, 2u);
     EXPECT_EQ(neighbours, 3u);
+    EXPECT_EQ(allServing, 1u);
+    EXPECT_EQ(Aggregate(overview, *Find(overview, 0, true, -1, "rsrp_dbm")).mCount, 4u);
     EXPECT_NE(Find(overview, 0, true, 51, "rsrp_dbm"), nullptr);
     EXPECT_EQ(Find(overview, 0, true, 52, "rsrp_dbm"), nullptr);
     EXPECT_EQ(overview.ValuesNotKept(), 7u + 2u);
@@ -310,7 +315,22 @@ TEST(CaptureOverview, HoldsEveryMeasuredValueOfARealCapture) {
     forTable.Finish(table);
 
     ASSERT_GT(table.mValues, 1000u);
-    ASSERT_EQ(overview.Series().size(), table.mSeries.size());
+    // Every serving cell's values together, per subscription, technology and quantity.
+    std::map<cMeasuredValues::tKey, sAggregate> allServing;
+    for (const auto& entry : table.mSeries) {
+        if (std::get<2>(entry.first) == 1) {
+            cMeasuredValues::tKey key = entry.first;
+            std::get<3>(key) = -1;
+            std::get<4>(key) = -1;
+            sAggregate& aggregate = allServing[key];
+            aggregate.mCount += entry.second.mCount;
+            aggregate.mMinimum = std::min(aggregate.mMinimum, entry.second.mMinimum);
+            aggregate.mMaximum = std::max(aggregate.mMaximum, entry.second.mMaximum);
+            aggregate.mSum += entry.second.mSum;
+        }
+    }
+    ASSERT_FALSE(allServing.empty());
+    ASSERT_EQ(overview.Series().size(), table.mSeries.size() + allServing.size());
     for (const sOverviewSeries& series : overview.Series()) {
         const cMeasuredValues::tKey key{series.mSubscription,
                                         series.mTechnology,
@@ -318,8 +338,9 @@ TEST(CaptureOverview, HoldsEveryMeasuredValueOfARealCapture) {
                                         series.mChannel,
                                         series.mCell,
                                         TableDef(TABLE_MEASUREMENTS).mColumns[series.mColumn].mName};
-        ASSERT_EQ(table.mSeries.count(key), 1u);
-        const sAggregate& expected = table.mSeries.at(key);
+        const auto& expectedSeries = series.mAllServing ? allServing : table.mSeries;
+        ASSERT_EQ(expectedSeries.count(key), 1u);
+        const sAggregate& expected = expectedSeries.at(key);
         const sAggregate actual = Aggregate(overview, series);
         EXPECT_EQ(actual.mCount, expected.mCount);
         EXPECT_EQ(actual.mMinimum, expected.mMinimum);

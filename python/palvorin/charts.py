@@ -36,6 +36,11 @@ _NEIGHBOURS_DRAWN = 24  # the neighbours with most values in a panel; the rest a
 # at least a second: a cell measured every 40 ms in connected mode and every 2.56 s in idle mode keeps one
 # line, and a cell that is measured again minutes later does not get a straight line across the gap.
 _GAP_MIN_MS = 1000
+# Past this many serving-cell bands in a lane the cells change too fast to tell their colours apart: the
+# signal is drawn as one serving line, whichever cell served, and the marks of events as ticks.
+_DISTINCT_BANDS = 150
+_MARK_LINES = 60
+SERVING = "#1f4e8c"
 
 _STYLE = {
     "svg.fonttype": "path",  # text as shapes: no font to fetch or to lack
@@ -319,10 +324,20 @@ def _alone(values):
     return list(np.flatnonzero(present & ~before & ~after))
 
 
-def signal(series, span, colours, handovers, failures, prefix):
-    """The measured quantities of one subscription over time, a panel each: the serving cells in their
-    colour (a line through the mean of each point's values and a band from their minimum to their maximum),
-    neighbour cells fainter, handovers and failures as vertical lines. None when nothing was measured."""
+def cells_apart(lane, span, colours):
+    """Whether the serving cells of a lane change slowly enough at the picture's resolution that a line per
+    cell in the cell's colour can be told apart."""
+    bands = runs([p[0] for p in lane.periods], [p[1] for p in lane.periods],
+                 [colours.index(key) for _, _, key in lane.periods], span)
+    return 0 < len(bands) <= _DISTINCT_BANDS
+
+
+def signal(series, span, colours, handovers, failures, prefix, by_cell=True):
+    """The measured quantities of one subscription over time, a panel each: the serving cells (a line
+    through the mean of each point's values and a band from their minimum to their maximum), in the colour
+    of each cell when `by_cell`, else as one line whichever cell served; neighbour cells fainter; handovers
+    and failures as vertical lines (as ticks along the top when there are many). None when nothing was
+    measured."""
     panels = [(column, label) for column, label in QUANTITIES if any(s.quantity == column for s in series)]
     if not panels:
         return None
@@ -332,6 +347,7 @@ def signal(series, span, colours, handovers, failures, prefix):
         figure, axes_list = _figure(height, len(panels))
         handover_days = _days(marks(handovers, span))
         failure_days = _days(marks(failures, span))
+        bottom = 0 if len(handover_days) + len(failure_days) <= _MARK_LINES else 0.93
         for axes, (column, label) in zip(axes_list, panels):
             drawn = [s for s in series if s.quantity == column]
             neighbours = sorted((s for s in drawn if not s.serving), key=lambda s: -int(s.count.sum()))
@@ -340,8 +356,9 @@ def signal(series, span, colours, handovers, failures, prefix):
                 (line,) = axes.plot(_days(time), mean, color="#9a9a9a", linewidth=0.6, alpha=0.55, marker=".",
                                     markersize=2, markevery=_alone(mean))
                 line.set_gid(f"neighbour-{column}-{n}")
-            for n, s in enumerate(s for s in drawn if s.serving):
-                colour = colours.colour(cell_key(s.technology, s.channel, s.cell))
+            serving = [s for s in drawn if s.serving and s.all_serving != by_cell]
+            for n, s in enumerate(serving):
+                colour = colours.colour(cell_key(s.technology, s.channel, s.cell)) if by_cell else SERVING
                 time, minimum, maximum, mean = _merged(s, span, _SERVING_POINTS)
                 spread = ~np.isnan(minimum) & (maximum > minimum)
                 if spread.any():
@@ -354,19 +371,23 @@ def signal(series, span, colours, handovers, failures, prefix):
             axes.margins(y=0.08)
             limits = axes.get_ylim()  # the marks span the panel; they must not widen its values' range
             if len(handover_days):
-                axes.vlines(handover_days, 0, 1, transform=axes.get_xaxis_transform(), colors=HANDOVER,
-                            linewidth=0.6, linestyles="dashed", alpha=0.6)
+                axes.vlines(handover_days, bottom, 1, transform=axes.get_xaxis_transform(), colors=HANDOVER,
+                            linewidth=0.6, linestyles="dashed" if bottom == 0 else "solid", alpha=0.6)
             if len(failure_days):
-                axes.vlines(failure_days, 0, 1, transform=axes.get_xaxis_transform(), colors=FAILURE,
+                axes.vlines(failure_days, bottom, 1, transform=axes.get_xaxis_transform(), colors=FAILURE,
                             linewidth=0.9, alpha=0.8)
             axes.set_ylim(limits)
             axes.set_ylabel(label)
         _time_axis(axes_list[-1], span)
+        colour = "#1f77b4" if by_cell else SERVING
         axes_list[0].legend(
-            handles=[Line2D([], [], color="#1f77b4", lw=1.0, label="serving cell (its colour in the timeline)"),
-                     Patch(color="#1f77b4", alpha=0.25, label="its minimum to maximum"),
+            handles=[Line2D([], [], color=colour, lw=1.0,
+                            label="serving cell (its colour in the timeline)" if by_cell else
+                            "serving cell (whichever served)"),
+                     Patch(color=colour, alpha=0.25, label="its minimum to maximum"),
                      Line2D([], [], color="#9a9a9a", lw=0.6, label="neighbour cells"),
-                     Line2D([], [], color=HANDOVER, lw=0.6, ls="dashed", label="handover"),
+                     Line2D([], [], color=HANDOVER, lw=0.6, ls="dashed" if bottom == 0 else "solid",
+                            label="handover"),
                      Line2D([], [], color=FAILURE, lw=0.9, label="failure or reject")],
             loc="lower left", bbox_to_anchor=(0, 1.0), ncol=5, frameon=False, borderaxespad=0.2)
         return _svg(figure, prefix)

@@ -31,6 +31,7 @@ class Series:
     subscription: object  #: int, or None when the logs name none
     technology: str  #: "lte", "nr", "wcdma", "gsm"
     serving: bool  #: the serving cell (else a neighbour)
+    all_serving: bool  #: every serving cell of the subscription and technology together (channel, cell None)
     channel: object  #: EARFCN, NR-ARFCN, UARFCN or ARFCN; None when not given
     cell: object  #: PCI, PSC or BSIC; None when not given
     quantity: str  #: the measurements column: "rsrp_dbm", "rsrq_db", "sinr_db", "rscp_dbm", ...
@@ -78,6 +79,7 @@ def _series(raw, origin_ms, width_ms):
         subscription=_subscription(raw["subscription"]),
         technology=raw["technology"],
         serving=bool(raw["serving"]),
+        all_serving=bool(raw["all_serving"]),
         channel=_none_if(raw["channel"], -1),
         cell=_none_if(raw["cell"], -1),
         quantity=raw["quantity"],
@@ -90,9 +92,11 @@ def _series(raw, origin_ms, width_ms):
     )
 
 
-def read(capture, buckets=2048, serving_series=128, neighbour_series=384, table_rows=250_000):
+def read(capture, buckets=2048, serving_series=128, neighbour_series=384, all_serving_series=64,
+         table_rows=250_000):
     """Reads the open palvorin.File `capture` once for its report; raises palvorin.Error."""
-    raw = _native.overview(capture._isf(), buckets, serving_series, neighbour_series, table_rows)
+    raw = _native.overview(capture._isf(), buckets, serving_series, neighbour_series, all_serving_series,
+                           table_rows)
     origin_ms, width_ms, _ = raw["grid"]
     span = raw["span_ms"] or (None, None)
     messages = pd.DataFrame(raw["messages"], columns=["subscription", "technology", "kind", "count"])

@@ -19,7 +19,7 @@ h1 { font-size: 24px; margin: 4px 0 2px; }
 h2 { font-size: 19px; margin: 34px 0 8px; padding-top: 10px; border-top: 2px solid #2f4f6f; }
 h3 { font-size: 15px; margin: 22px 0 6px; color: #2f4f6f; }
 p.generated { color: #555; margin: 0 0 10px; }
-nav ol { margin: 4px 0; padding-left: 22px; columns: 2; }
+nav ul { margin: 4px 0; padding-left: 0; list-style: none; columns: 2; }
 dl.facts { display: grid; grid-template-columns: max-content 1fr; gap: 3px 16px; margin: 8px 0; }
 dl.facts dt { color: #555; }
 dl.facts dd { margin: 0; }
@@ -75,9 +75,9 @@ def _e(text):
 
 
 def _contents(reports):
-    items = "".join(f'<li><a href="#file-{r.number}">{_e(os.path.basename(r.path))}</a>'
+    items = "".join(f'<li><a href="#file-{r.number}">{r.number}. {_e(os.path.basename(r.path))}</a>'
                     f'{" (not read)" if r.error else ""}</li>' for r in reports)
-    return f'<nav><ol><li><a href="#campaign">Campaign summary</a></li>{items}</ol></nav>'
+    return f'<nav><ul><li><a href="#campaign">Campaign summary</a></li>{items}</ul></nav>'
 
 
 def subscription_name(subscription):
@@ -315,7 +315,7 @@ def campaign(reports):
     for r in reports:
         if r.error is not None:
             rows.append([str(r.number), f'<a href="#file-{r.number}">{_e(os.path.basename(r.path))}</a>',
-                         _e("not read: " + r.error), "", "", "", "", "", "", ""])
+                         "not read (see its section)", "", "", "", "", "", "", ""])
             continue
         seen = r.seen
         timed_file = seen.first_ms is not None
@@ -324,10 +324,10 @@ def campaign(reports):
                      utc(seen.first_ms) if timed_file else "", utc(seen.last_ms) if timed_file else "",
                      duration(seen.last_ms - seen.first_ms) if timed_file else "", f"{seen.items:,}",
                      f"{seen.rows['cells']:,}", f"{seen.rows['events']:,}", f"{failures:,}"])
-    columns = ["#", "file", "status", "from (UTC)", "to (UTC)", "duration", "items", "serving-cell periods",
-               "events", "failures"]
-    parts.append("<h3>Files</h3>" + _table(columns, rows, numeric={"#", "items", "serving-cell periods",
-                                                                   "events", "failures"}, name="files"))
+    columns = ["#", "file", "status", "from (UTC)", "to (UTC)", "duration", "items", "cell periods", "events",
+               "failures"]
+    parts.append("<h3>Files</h3>" + _table(columns, rows, numeric={"#", "items", "cell periods", "events",
+                                                                   "failures"}, name="files"))
     if all_events is not None and len(all_events):
         counts = all_events.groupby(["event", "file"], observed=True).size().unstack(fill_value=0)
         kinds = sorted(counts.index, key=lambda k: (not overview.is_failure(k), k))

@@ -94,14 +94,12 @@ def _report_file(number, path, arguments):
     if any(lane.periods or lane.states for lane in lanes):
         report.figures.append(("Serving cell and RRC state",
                                charts.timeline(lanes, report.span, report.colours, prefix + "t-")))
-    for n, subscription in enumerate(report.subscriptions):
-        events = overview.rows_of(seen.events, subscription)
+    for lane, subscription in zip(lanes, report.subscriptions):
         svg = charts.signal([s for s in seen.series if s.subscription == subscription], report.span,
-                            report.colours, overview.ms(events[events["event"] == "handover"]["time_utc"]),
-                            overview.ms(events[events["event"].map(overview.is_failure).astype(bool)]["time_utc"]),
-                            f"{prefix}s{n}-")
+                            report.colours, lane.handovers, lane.failures, f"{prefix}s{len(report.figures)}-",
+                            by_cell=charts.cells_apart(lane, report.span, report.colours))
         if svg is not None:
-            report.figures.append((f"Signal{', ' + lanes[n].name if lanes[n].name else ''}", svg))
+            report.figures.append((f"Signal{', ' + lane.name if lane.name else ''}", svg))
     return report
 
 
