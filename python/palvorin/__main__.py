@@ -3,6 +3,7 @@
     python3 -m palvorin report FILE... -o OUT.html
 """
 
+import importlib.util
 import sys
 
 COMMANDS = {"report": "one self-contained HTML page of captures' cells, signal and events"}
@@ -14,9 +15,7 @@ def main(argv=None):
         names = "\n".join(f"  {name:8} {what}" for name, what in COMMANDS.items())
         print(f"usage: python3 -m palvorin COMMAND ...\ncommands:\n{names}", file=sys.stderr)
         return 2
-    try:
-        import matplotlib  # noqa: F401
-    except ImportError:
+    if importlib.util.find_spec("matplotlib") is None:
         print(f"palvorin {argv[0]}: needs matplotlib for {sys.executable} (Debian: apt-get install "
               "python3-matplotlib)", file=sys.stderr)
         return 1

@@ -19,7 +19,7 @@ from matplotlib.figure import Figure
 from matplotlib.lines import Line2D
 from matplotlib.patches import Patch
 
-_UTC = matplotlib.dates.UTC
+_UTC = mdates.UTC
 _MS_PER_DAY = 86_400_000.0
 
 WIDTH_IN = 12.0
@@ -65,7 +65,7 @@ _PALETTE = [
     "#7f7f7f", "#aec7e8", "#ffbb78", "#98df8a", "#ff9896", "#c5b0d5", "#c49c94", "#f7b6d2", "#9edae5",
     "#dbdb8d", "#393b79",
 ]
-_OTHER_CELL = "#c8c8c8"
+OTHER_CELL = "#c8c8c8"
 CONNECTED = "#3b6fb6"
 IDLE = "#d6dde6"
 FAILURE = "#d62728"
@@ -92,10 +92,10 @@ class CellColours:
     """The colour and name of each cell (technology, channel, cell) of a file, the longest served first."""
 
     def __init__(self, cells):
-        served = {}
-        for row in cells.itertuples(index=False):
-            key = cell_key(row.technology, row.arfcn, row.pci)
-            served[key] = served.get(key, 0) + (row.to_utc - row.from_utc).total_seconds()
+        seconds = (cells["to_utc"] - cells["from_utc"]).dt.total_seconds()
+        by_cell = seconds.groupby([cells["technology"].astype(object), cells["arfcn"], cells["pci"]],
+                                  dropna=False).sum()
+        served = {cell_key(*cell): total for cell, total in by_cell.items()}
         self.keys = sorted(served, key=lambda key: (-served[key], str(key)))
         self._index = {key: i for i, key in enumerate(self.keys)}
 
@@ -105,7 +105,7 @@ class CellColours:
 
     def colour(self, key):
         i = self.index(key)
-        return _PALETTE[i] if 0 <= i < len(_PALETTE) else _OTHER_CELL
+        return _PALETTE[i] if 0 <= i < len(_PALETTE) else OTHER_CELL
 
     def legend(self):
         """[(colour, name)] of the cells with a colour of their own, and how many share the grey."""

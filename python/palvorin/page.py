@@ -63,7 +63,7 @@ def render(reports, generated, version, rows):
     ]
     if len(reports) > 1:
         parts.append(_contents(reports))
-        parts.append(campaign(reports))
+        parts.append(campaign(reports, rows))
     for file_report in reports:
         parts.append(file_section(file_report, version, rows))
     parts.append("</main></body></html>\n")
@@ -233,7 +233,7 @@ def _cell_legend(colours):
     named, others = colours.legend()
     items = "".join(f'<li><span class="swatch" style="background:{c}"></span>{_e(n)}</li>' for c, n in named)
     if others:
-        items += (f'<li><span class="swatch" style="background:{charts._OTHER_CELL}"></span>{others} more cells '
+        items += (f'<li><span class="swatch" style="background:{charts.OTHER_CELL}"></span>{others} more cells '
                   "(in the table)</li>")
     return f'<ul class="legend">{items}</ul>'
 
@@ -247,11 +247,11 @@ def _row_texts(table, name):
 
 def events_table(events, rows):
     """The events, failures and rejects first, each part in time order; at most `rows` of each kind."""
-    ordered = events.assign(_failure=~events["event"].map(overview.is_failure).astype(bool))
-    ordered = ordered.sort_values(["_failure", "time_utc"], kind="stable")
+    ordered = events.assign(_later=~events["event"].map(overview.is_failure).astype(bool))
+    ordered = ordered.sort_values(["_later", "time_utc"], kind="stable")  # failures (not later) first
     shown = ordered.groupby("event", observed=True, sort=False).head(rows)
-    failures = list(~shown["_failure"])
-    columns, texts = _row_texts(shown.drop(columns="_failure"), "events")
+    failures = list(~shown["_later"])
+    columns, texts = _row_texts(shown.drop(columns="_later"), "events")
     html_table = _table(columns, texts, numeric={"subscription"},
                         row_classes=["failure" if f else "" for f in failures], cell_classes={"event": "event"},
                         name="events")
@@ -267,7 +267,7 @@ def cells_table(cells, colours, rows):
     columns, texts = _row_texts(shown, "cells")
     swatches = []
     for row in shown[["technology", "arfcn", "pci"]].itertuples(index=False):
-        colour = colours.colour(charts.cell_key(*row)) if colours else charts._OTHER_CELL
+        colour = colours.colour(charts.cell_key(*row)) if colours else charts.OTHER_CELL
         swatches.append(f'<span class="swatch" style="background:{colour}"></span>')
     numeric = {"subscription", "arfcn", "pci", "cell_id", "tac", "mcc", "band", "bandwidth_mhz",
                "rsrp_median_dbm", "rsrq_median_db", "measurements"}
@@ -280,80 +280,84 @@ def cells_table(cells, colours, rows):
 
 def _messages_table(messages):
     top = max(int(messages["count"].max()), 1)
-    rows = []
-    for row in messages.sort_values(["subscription", "technology", "count"], ascending=[True, True, False],
-                                    key=lambda c: c.map(lambda v: -1 if v is None else v)
-                                    if c.name == "subscription" else c).itertuples(index=False):
-        width = max(1, round(160 * row.count / top))
-        rows.append([_e(subscription_name(row.subscription) or "-"), _e(row.technology.upper()),
-                     _e(row.kind), f"{row.count:,}", f'<span class="bar" style="width:{width}px"></span>'])
+    ordered = sorted(messages.itertuples(index=False),
+                     key=lambda m: (m.subscription is None, m.subscription or 0, m.technology, -m.count))
+    rows = [[_e(subscription_name(m.subscription) or "-"), _e(m.technology.upper()), _e(m.kind), f"{m.count:,}",
+             f'<span class="bar" style="width:{max(1, round(160 * m.count / top))}px"></span>']
+            for m in ordered]
     return _table(["subscription", "technology", "kind", "messages", ""], rows, numeric={"messages"},
                   name="messages")
 
 
-def campaign(reports):
-    """The campaign summary: every file, the total time, the cells seen and the events per kind."""
+def campaign(reports, rows):
+    """The campaign summary: every file, the total time, the events per kind and the cells seen (the first
+    `rows`, those served longest)."""
     read = [r for r in reports if r.error is None]
     timed = [r for r in read if r.seen.first_ms is not None]
-    total_ms = sum(r.seen.last_ms - r.seen.first_ms for r in timed)
-    parts = ['<section id="campaign"><h2>Campaign summary</h2>']
-    all_cells = pd.concat([r.seen.cells.assign(file=r.number) for r in read], ignore_index=True) if read \
-        else None
-    all_events = pd.concat([r.seen.events.assign(file=r.number) for r in read], ignore_index=True) if read \
-        else None
-    seen_cells = [] if all_cells is None or not len(all_cells) else \
-        all_cells.groupby(["technology", "arfcn", "pci"], observed=True, dropna=False)
-    parts.append(_facts([
+    cells = pd.concat([r.seen.cells.assign(file=r.number) for r in read], ignore_index=True) if read else None
+    events = pd.concat([r.seen.events.assign(file=r.number) for r in read], ignore_index=True) if read else None
+    by_cell = [] if cells is None or not len(cells) else \
+        list(cells.groupby(["technology", "arfcn", "pci"], observed=True, dropna=False))
+    span = f" (from {utc(min(r.seen.first_ms for r in timed))} to {utc(max(r.seen.last_ms for r in timed))} UTC)" \
+        if timed else ""
+    parts = ['<section id="campaign"><h2>Campaign summary</h2>', _facts([
         ("Files", f"{len(reports)} ({len(read)} read, {len(reports) - len(read)} could not be read)"),
-        ("Total capture time", _e(duration(total_ms)) + (
-            f" (from {utc(min(r.seen.first_ms for r in timed))} to {utc(max(r.seen.last_ms for r in timed))} UTC)"
-            if timed else "")),
-        ("Cells seen", f"{len(seen_cells):,} (technology, channel and physical cell)"),
-        ("Events", f"{0 if all_events is None else len(all_events):,}"),
-    ]))
-    rows = []
-    for r in reports:
-        if r.error is not None:
-            rows.append([str(r.number), f'<a href="#file-{r.number}">{_e(os.path.basename(r.path))}</a>',
-                         "not read (see its section)", "", "", "", "", "", "", ""])
-            continue
-        seen = r.seen
-        timed_file = seen.first_ms is not None
-        failures = int(seen.events["event"].map(overview.is_failure).sum()) if len(seen.events) else 0
-        rows.append([str(r.number), f'<a href="#file-{r.number}">{_e(os.path.basename(r.path))}</a>', "read",
-                     utc(seen.first_ms) if timed_file else "", utc(seen.last_ms) if timed_file else "",
-                     duration(seen.last_ms - seen.first_ms) if timed_file else "", f"{seen.items:,}",
-                     f"{seen.rows['cells']:,}", f"{seen.rows['events']:,}", f"{failures:,}"])
-    columns = ["#", "file", "status", "from (UTC)", "to (UTC)", "duration", "items", "cell periods", "events",
-               "failures"]
-    parts.append("<h3>Files</h3>" + _table(columns, rows, numeric={"#", "items", "cell periods", "events",
-                                                                   "failures"}, name="files"))
-    if all_events is not None and len(all_events):
-        counts = all_events.groupby(["event", "file"], observed=True).size().unstack(fill_value=0)
-        kinds = sorted(counts.index, key=lambda k: (not overview.is_failure(k), k))
-        numbers = [r.number for r in read]
-        rows = [[_e(k)] + [f"{int(counts.loc[k].get(n, 0)):,}" for n in numbers] + [f"{int(counts.loc[k].sum()):,}"]
-                for k in kinds]
-        columns = ["event"] + [f"file {n}" for n in numbers] + ["total"]
-        parts.append("<h3>Events per kind</h3>" + _table(
-            columns, rows, numeric=set(columns[1:]), name="campaign-events",
-            row_classes=["failure" if overview.is_failure(k) else "" for k in kinds], cell_classes={"event": "event"}))
-    if len(seen_cells):
-        rows = []
-        for (technology, arfcn, pci), group in sorted(
-                seen_cells, key=lambda g: -(g[1]["to_utc"] - g[1]["from_utc"]).sum().total_seconds()):
-            served = (group["to_utc"] - group["from_utc"]).sum().total_seconds() * 1000
-            first = group.iloc[0]
-            known = group.dropna(subset=["cell_id"])
-            if len(known):
-                first = known.iloc[0]
-            rows.append([_e(str(technology).upper()), _e(table_text(arfcn, "int")),
-                         _e(table_text(pci, "int")), _e(table_text(first["cell_id"], "int")),
-                         _e(table_text(first["tac"], "int")), _e(table_text(first["mcc"], "int")),
-                         _e(table_text(first["mnc"], "text")), f"{len(set(group['file'])):,}",
-                         f"{len(group):,}", duration(served)])
-        columns = ["technology", "arfcn", "pci", "cell_id", "tac", "mcc", "mnc", "files", "periods", "served"]
-        parts.append("<h3>Cells seen</h3>" + _table(columns, rows, numeric=set(columns[1:6]) | {"files", "periods"},
-                                                    name="campaign-cells"))
+        ("Total capture time", _e(duration(sum(r.seen.last_ms - r.seen.first_ms for r in timed))) + span),
+        ("Cells seen", f"{len(by_cell):,} (technology, channel and physical cell)"),
+        ("Events", f"{0 if events is None else len(events):,}"),
+    ])]
+    parts.append("<h3>Files</h3>" + _campaign_files(reports))
+    if events is not None and len(events):
+        parts.append("<h3>Events per kind</h3>" + _campaign_events(events, [r.number for r in read]))
+    if by_cell:
+        parts.append("<h3>Cells seen</h3>" + _campaign_cells(by_cell, rows))
     parts.append("</section>")
     return "\n".join(parts)
+
+
+def _campaign_files(reports):
+    rows = []
+    for r in reports:
+        link = f'<a href="#file-{r.number}">{_e(os.path.basename(r.path))}</a>'
+        if r.error is not None:
+            rows.append([str(r.number), link, "not read (see its section)"] + [""] * 7)
+            continue
+        seen = r.seen
+        times = ["", "", ""] if seen.first_ms is None else \
+            [utc(seen.first_ms), utc(seen.last_ms), duration(seen.last_ms - seen.first_ms)]
+        failures = int(seen.events["event"].map(overview.is_failure).sum()) if len(seen.events) else 0
+        rows.append([str(r.number), link, "read"] + times +
+                    [f"{seen.items:,}", f"{seen.rows['cells']:,}", f"{seen.rows['events']:,}", f"{failures:,}"])
+    columns = ["#", "file", "status", "from (UTC)", "to (UTC)", "duration", "items", "cell periods", "events",
+               "failures"]
+    return _table(columns, rows, numeric={"#", "items", "cell periods", "events", "failures"}, name="files")
+
+
+def _campaign_events(events, numbers):
+    """Events per kind and file, failures and rejects first."""
+    counts = events.groupby(["event", "file"], observed=True).size().unstack(fill_value=0)
+    kinds = sorted(counts.index, key=lambda kind: (not overview.is_failure(kind), kind))
+    rows = [[_e(kind)] + [f"{int(counts.loc[kind].get(n, 0)):,}" for n in numbers] +
+            [f"{int(counts.loc[kind].sum()):,}"] for kind in kinds]
+    columns = ["event"] + [f"file {n}" for n in numbers] + ["total"]
+    return _table(columns, rows, numeric=set(columns[1:]), name="campaign-events",
+                  row_classes=["failure" if overview.is_failure(kind) else "" for kind in kinds],
+                  cell_classes={"event": "event"})
+
+
+def _campaign_cells(by_cell, rows):
+    """The cells seen over all files, those served longest first: identity (from a period that has it),
+    files, periods and time served."""
+    served = [((group["to_utc"] - group["from_utc"]).sum().total_seconds(), key, group) for key, group in by_cell]
+    served.sort(key=lambda entry: -entry[0])
+    texts = []
+    for seconds, (technology, arfcn, pci), group in served[:rows]:
+        known = group.dropna(subset=["cell_id"])
+        first = (known if len(known) else group).iloc[0]
+        texts.append([_e(str(technology).upper()), _e(table_text(arfcn, "int")), _e(table_text(pci, "int")),
+                      _e(table_text(first["cell_id"], "int")), _e(table_text(first["tac"], "int")),
+                      _e(table_text(first["mcc"], "int")), _e(table_text(first["mnc"], "text")),
+                      f"{len(set(group['file'])):,}", f"{len(group):,}", duration(seconds * 1000)])
+    columns = ["technology", "arfcn", "pci", "cell_id", "tac", "mcc", "mnc", "files", "periods", "served"]
+    more = f'<p class="more">… and {len(served) - rows:,} more cells</p>' if len(served) > rows else ""
+    return _table(columns, texts, numeric=set(columns[1:6]) | {"files", "periods"}, name="campaign-cells") + more

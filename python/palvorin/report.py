@@ -21,6 +21,7 @@ from . import _native, charts, overview, page
 from .capture import open as open_capture
 from .errors import Error
 
+
 class FileReport:
     """What the page shows of one file."""
 
@@ -28,7 +29,8 @@ class FileReport:
         self.number = number
         self.path = path
         self.error = None  #: why the file could not be read
-        self.kind = None
+        self.kind = None  #: "isf" or "raw"
+        self.recording = None  #: palvorin.Recording of a raw stream
         self.seen = None  #: palvorin.overview.Overview
         self.span = None  #: (first ms, last ms) of the time axes
         self.subscriptions = []  #: [None or int]
@@ -106,11 +108,11 @@ def _report_file(number, path, arguments):
 def _subscriptions(seen):
     """The subscriptions the file's cells, events and measurements name, in order; None (no subscription
     named) last, and only when something has none."""
-    named = set()
+    named = {s.subscription for s in seen.series}
     for table in (seen.cells, seen.events):
-        named.update(None if value is None or value != value else int(value)
-                     for value in table["subscription"].astype(object).where(table["subscription"].notna(), None))
-    named.update(s.subscription for s in seen.series)
+        named.update(int(value) for value in table["subscription"].dropna().unique())
+        if table["subscription"].isna().any():
+            named.add(None)
     return sorted(s for s in named if s is not None) + ([None] if None in named else [])
 
 
