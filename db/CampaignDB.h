@@ -1,23 +1,31 @@
 // The database of a campaign: every table of many capture files (tables/TableColumns.h) in one SQL
 // database, a SQLite file or a PostgreSQL server, with a `files` table that says which file each row came
-// from. One transaction per file: a file is in the database whole or not at all, and a file already there
-// (the same SHA-256) is not added again.
+// from (the schema: db/CampaignSchema.h, described in the README). One transaction per file: a file is in
+// the database whole or not at all, and a file already there (the same SHA-256) is not added again.
+//
+// One object is one connection, used by one thread at a time. Every failure leaves the database as it was
+// before the call and says why in Error().
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "tables/TableColumns.h"
+
+class cDBBackend;
+
 enum eDBAddResult {
-    DB_ADDED = 0,          // the file's rows are in the database
-    DB_ALREADY_PRESENT,    // a file with the same SHA-256 was there: nothing changed
-    DB_FILE_FAILED,        // the file could not be read (Error() says why): nothing changed
-    DB_DATABASE_FAILED,    // the database refused (connection lost, disk full, ...): nothing changed
+    DB_ADDED = 0,        // the file's rows are in the database
+    DB_ALREADY_PRESENT,  // a file with the same SHA-256 was there: nothing changed
+    DB_FILE_FAILED,      // the file could not be read, or is not a whole item store file (Error() says why)
+    DB_DATABASE_FAILED,  // the database refused (connection lost, disk full, ...): nothing of the file stays
 };
 
 // What adding one file did.
 struct sDBAddSummary {
-    int64_t mFileId = -1;
-    uint64_t mRows[8] = {};  // rows added per table (eTable)
+    int64_t mFileId = -1;              // the file's id in `files` (added, or already present); -1 otherwise
+    std::string mSHA256;               // of the file, 64 lowercase hex digits (empty when it cannot be read)
+    uint64_t mRows[TABLE_COUNT] = {};  // rows added per table; [TABLE_ITEMS]: the file's items (not stored)
 };
 
 class cCampaignDB {
@@ -26,15 +34,33 @@ public:
     ~cCampaignDB();
 
     // Opens `target` — a SQLite path (created when missing) or a postgresql:// URL — and creates the
-    // schema where it is missing. False when it cannot; Error() says why.
+    // schema where the database is empty. False when it cannot be reached, is not a database, holds other
+    // tables, or holds a campaign of another schema version; Error() says why.
     bool Open(const std::string& target);
-    // Adds the capture file at `path` (an ISF file) in one transaction.
+    // Open() on a backend the caller made (a test's, injecting faults); takes ownership of `backend`. (Its
+    // own name, so that bindings see one Open.)
+    bool OpenBackend(cDBBackend* backend);
+    // Adds the capture file at `path` (an ISF file, closed or left unclosed by its writer; one with
+    // inconsistencies is refused) in one transaction.
     eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary);
-    // Adds every file of another campaign database of this schema (a SQLite file a worker wrote) that is not
-    // already here, each in its own transaction; `added` and `present` count them.
+    // Adds every file of another campaign database of this schema (a SQLite file a worker wrote) that is
+    // not already here, each in its own transaction; `added` and `present` count them. DB_ADDED when every
+    // file is here afterwards; DB_DATABASE_FAILED when either database failed (the files copied before
+    // stay).
     eDBAddResult AddDatabase(const std::string& sqlitePath, uint64_t& added, uint64_t& present);
+    // For loading many files into a new SQLite database: the indexes are dropped now and built again by
+    // EndBulkLoad (or Close), in one pass over each table, which is about twice as fast as keeping them up
+    // to date row by row. Every file still goes in by its own transaction; queries meanwhile go without
+    // the indexes, and a database left without them by a process that never ended the load gets them back
+    // at its next Open. Building them costs a pass over the whole table: for a database that already holds
+    // many rows, adding row by row is faster. PostgreSQL keeps its indexes (other writers may be adding
+    // files): there both calls do nothing.
+    bool BeginBulkLoad();
+    bool EndBulkLoad();
+    // Ends a bulk load, then the connection.
     void Close();
 
+    // Why the last call failed; empty after a success.
     const std::string& Error() const;
 
     cCampaignDB(const cCampaignDB&) = delete;

@@ -588,6 +588,44 @@ gsmtap_live() {
     "$palvorin" verify out.isf
 }
 
+db_add() {
+    # Two real captures into a SQLite campaign database, a bad file between them; then again.
+    "$palvorin" record "$data/raw_diag_stream_a.bin" a.isf >/dev/null
+    "$palvorin" record "$data/raw_diag_stream_b.bin" b.isf >/dev/null
+    echo "not an item store file" >bad.isf
+    set +e
+    "$palvorin" db add campaign.db a.isf bad.isf b.isf >add.txt 2>&1
+    status=$?
+    set -e
+    cat add.txt
+    expect_eq "exit status with a bad file" "$status" 1
+    grep -q "^a.isf: added as file 1: 5502 items; rows: 4852 messages " add.txt || fail "a.isf not added"
+    grep -q "^bad.isf: failed: bad.isf: not a readable item store file" add.txt || fail "bad.isf not reported"
+    grep -q "^b.isf: added as file 2: .* 18 messages " add.txt || fail "b.isf not added after the bad file"
+    grep -q "^3 files: 2 added, 0 already present, 1 failed$" add.txt || fail "summary"
+    # The messages of a file are those tshark decodes in its export.
+    "$palvorin" pcap a.isf a.pcap >/dev/null
+    decoded="$(tshark -r a.pcap 2>/dev/null | wc -l)"
+    expect_eq "messages of a.isf" "$(sqlite3 campaign.db 'SELECT count(*) FROM messages WHERE file_id = 1')" "$decoded"
+    expect_eq "files" "$(sqlite3 campaign.db 'SELECT group_concat(path) FROM files')" "$(pwd -P)/a.isf,$(pwd -P)/b.isf"
+    # A new database is loaded without its indexes and gets them at the end: by file, time and cell.
+    expect_eq "indexes" "$(sqlite3 campaign.db "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name LIKE '%_by_%'")" 11
+    sqlite3 campaign.db "EXPLAIN QUERY PLAN SELECT * FROM messages WHERE arfcn = 37900 AND pci = 337" |
+        grep -q "USING INDEX messages_by_cell" || fail "a query by cell does not use the index"
+    "$palvorin" db add campaign.db b.isf a.isf >again.txt
+    cat again.txt
+    grep -q "^b.isf: already present as file 2$" again.txt || fail "b.isf added again"
+    grep -q "^2 files: 0 added, 2 already present, 0 failed$" again.txt || fail "second summary"
+    expect_eq "messages after the second run" "$(sqlite3 campaign.db 'SELECT count(*) FROM messages')" 4870
+    # A database that cannot be used stops the command before any file.
+    echo "text" >notes.db
+    if "$palvorin" db add notes.db a.isf >notes.txt 2>&1; then
+        fail "a text file taken as a database"
+    fi
+    grep -q "notes.db: not a SQLite database" notes.txt || fail "no reason: $(cat notes.txt)"
+    "$palvorin" db --help | grep -q "add" || fail "db --help names no add"
+}
+
 # A GSMTAP listener in the background on a UDP port of HOST, in $udp_port; false when HOST cannot be bound.
 # It counts the datagrams by GSMTAP type (-1: not GSMTAP) until stop_listener, which leaves them in udp.txt.
 start_listener() {

@@ -50,3 +50,9 @@ int RunSample(const sSampleOptions& options);
 
 // Hands over to the Python package: `python3 -m palvorin report ARGUMENTS...`; returns only on failure.
 int RunReport(const std::vector<std::string>& arguments);
+
+struct sDBAddOptions {
+    std::string mDatabase;            // a SQLite path or a postgresql:// URL
+    std::vector<std::string> mFiles;  // ISF files
+};
+int RunDBAdd(const sDBAddOptions& options);

@@ -124,6 +124,24 @@ int main(int argc, char** argv) {
     // Everything after `report`, --help included, goes to the package as it is.
     reportCommand->prefix_command();
     reportCommand->set_help_flag();
+    sDBAddOptions dbAdd;
+    CLI::App* dbCommand = app.add_subcommand(
+        "db", "The SQL database of a campaign: a SQLite file or a PostgreSQL server (README: the schema)");
+    dbCommand->require_subcommand(1);
+    CLI::App* dbAddCommand = dbCommand->add_subcommand(
+        "add",
+        "Add ISF files to a campaign database, each in one transaction: its messages, measurements, cells "
+        "and "
+        "events with a row in `files`. A file already there (the same SHA-256) is skipped; a file that "
+        "cannot "
+        "be read whole is reported and nothing of it is stored; the others go on. Exit status 1 if any "
+        "failed");
+    dbAddCommand
+        ->add_option("DB", dbAdd.mDatabase,
+                     "a SQLite file (created when missing) or a PostgreSQL URL such as "
+                     "postgresql://user@host/campaign or postgresql:///campaign?host=/run/postgresql")
+        ->required();
+    dbAddCommand->add_option("FILE", dbAdd.mFiles, "the ISF files to add")->required();
 
     try {
         app.parse(argc, argv);
@@ -149,6 +167,9 @@ int main(int argc, char** argv) {
     }
     if (*reportCommand) {
         return RunReport(reportCommand->remaining());
+    }
+    if (*dbAddCommand) {
+        return RunDBAdd(dbAdd);
     }
     return RunSample(sample);
 }

@@ -1,0 +1,246 @@
+#include "db/SQLiteBackend.h"
+
+#include <sqlite3.h>
+
+#include <cmath>
+
+#include "db/CampaignSchema.h"
+#include "db/DBTime.h"
+
+namespace {
+
+// The writer's settings, for a file that one process writes in large transactions while others may read:
+// - page_size 64 KiB (for a new file): fewer, fuller pages for a bulk loader, so shallower indexes, fewer
+//   page splits and half the system time of 4 KiB pages;
+// - journal_mode WAL: readers (an analyst's query) go on while a file is added, and a commit appends to
+//   the log instead of copying every page it changes into a rollback journal first;
+// - synchronous NORMAL: in WAL mode the database stays consistent after a crash or power loss; only the last
+//   commits may be lost, and their files are added again by the next run (their SHA-256 is not there);
+// - cache_size 64 MiB: the indexes of a large campaign stay in memory while a file's rows go in;
+// - temp_store MEMORY: sorts and temporary indexes of the queries stay off the disk;
+// - busy_timeout 30 s: a reader's lock or a checkpoint makes the writer wait instead of fail.
+const char* const kPragmas =
+    "PRAGMA page_size = 65536; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = "
+    "-65536; "
+    "PRAGMA temp_store = MEMORY; PRAGMA busy_timeout = 30000";
+
+}  // namespace
+
+cSQLiteBackend::~cSQLiteBackend() {
+    for (auto& insert : mInserts) {
+        sqlite3_finalize(insert.second);
+    }
+    sqlite3_close(mDB);
+}
+
+bool cSQLiteBackend::Fail(const std::string& what) {
+    mError = mName + ": " + what + (mDB != nullptr ? std::string(": ") + sqlite3_errmsg(mDB) : std::string());
+    return false;
+}
+
+bool cSQLiteBackend::Open(const std::string& path, bool readOnly) {
+    mName = path;
+    // NOMUTEX: one connection is used by one thread at a time (db/CampaignDB.h), so SQLite's own locks
+    // around every call are not needed.
+    const int flags =
+        (readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) | SQLITE_OPEN_NOMUTEX;
+    if (sqlite3_open_v2(path.c_str(), &mDB, flags, nullptr) != SQLITE_OK) {
+        return Fail("cannot open");
+    }
+    sqlite3_extended_result_codes(mDB, 1);
+    // The first read of the file tells a SQLite database from anything else.
+    std::vector<std::vector<std::string>> rows;
+    if (!Query("SELECT count(*) FROM sqlite_master", rows)) {
+        mError = path + ": not a SQLite database, or unreadable (" + mError + ")";
+        return false;
+    }
+    if (readOnly) {
+        return Execute("PRAGMA busy_timeout = 30000");
+    }
+    return Execute(kPragmas);
+}
+
+bool cSQLiteBackend::Execute(const std::string& sql) {
+    char* message = nullptr;
+    if (sqlite3_exec(mDB, sql.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
+        mError = mName + ": " + (message != nullptr ? message : sqlite3_errmsg(mDB));
+        sqlite3_free(message);
+        return false;
+    }
+    return true;
+}
+
+bool cSQLiteBackend::Query(const std::string& sql, std::vector<std::vector<std::string>>& rows) {
+    rows.clear();
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(mDB, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+        return Fail("cannot prepare a query");
+    }
+    int status;
+    while ((status = sqlite3_step(statement)) == SQLITE_ROW) {
+        const int count = sqlite3_column_count(statement);
+        rows.emplace_back();
+        for (int i = 0; i < count; ++i) {
+            const unsigned char* text = sqlite3_column_text(statement, i);
+            rows.back().emplace_back(text != nullptr ? reinterpret_cast<const char*>(text) : "");
+        }
+    }
+    const bool done = status == SQLITE_DONE;
+    if (!done) {
+        Fail("query failed");
+    }
+    sqlite3_finalize(statement);
+    return done;
+}
+
+bool cSQLiteBackend::Begin() {
+    // IMMEDIATE takes the write lock now: two writers wait for each other here instead of failing later.
+    return Execute("BEGIN IMMEDIATE");
+}
+
+bool cSQLiteBackend::Commit() {
+    return Execute("COMMIT");
+}
+
+bool cSQLiteBackend::Rollback() {
+    // SQLite may have rolled back by itself (disk full, out of memory): then there is nothing left to undo.
+    return sqlite3_get_autocommit(mDB) != 0 || Execute("ROLLBACK");
+}
+
+sqlite3_stmt* cSQLiteBackend::InsertStatement(const sTableDef& table) {
+    for (const auto& insert : mInserts) {
+        if (insert.first == &table) {
+            return insert.second;
+        }
+    }
+    std::string sql = std::string("INSERT INTO ") + table.mName + " (";
+    std::string marks;
+    for (size_t i = 0; i < table.mCount; ++i) {
+        sql += std::string(i == 0 ? "" : ", ") + table.mColumns[i].mName;
+        marks += i == 0 ? "?" : ", ?";
+    }
+    sql += ") VALUES (" + marks + ")";
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(mDB, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+        SQLITE_OK) {
+        Fail(std::string("cannot prepare the insert into ") + table.mName);
+        return nullptr;
+    }
+    mInserts.emplace_back(&table, statement);
+    return statement;
+}
+
+bool cSQLiteBackend::Insert(const sTableDef& table, const sValue* values) {
+    sqlite3_stmt* statement = InsertStatement(table);
+    if (statement == nullptr) {
+        return false;
+    }
+    // Time texts bound without a copy: they live until the step below (a table has one or two).
+    const size_t kTimes = 4;
+    char times[kTimes][kDBTimeTextSize];
+    size_t timeCount = 0;
+    for (size_t i = 0; i < table.mCount; ++i) {
+        const sValue& value = values[i];
+        const int at = static_cast<int>(i + 1);
+        if (value.mNull) {
+            sqlite3_bind_null(statement, at);
+            continue;
+        }
+        switch (table.mColumns[i].mType) {
+            case COLUMN_TIME:
+                if (timeCount < kTimes && FormatDBTime(value.mInt, times[timeCount])) {
+                    sqlite3_bind_text(statement, at, times[timeCount++], kDBTimeTextSize, SQLITE_STATIC);
+                } else {
+                    char text[kDBTimeTextSize];
+                    if (FormatDBTime(value.mInt, text)) {
+                        sqlite3_bind_text(statement, at, text, kDBTimeTextSize, SQLITE_TRANSIENT);
+                    } else {
+                        sqlite3_bind_null(statement, at);
+                    }
+                }
+                break;
+            case COLUMN_INT:
+            case COLUMN_CODE:
+                sqlite3_bind_int64(statement, at, value.mInt);
+                break;
+            case COLUMN_REAL:
+                if (std::isfinite(value.mReal)) {
+                    sqlite3_bind_double(statement, at, value.mReal);
+                } else {
+                    sqlite3_bind_null(statement, at);
+                }
+                break;
+            case COLUMN_TEXT:
+                sqlite3_bind_text(statement, at, value.mText != nullptr ? value.mText : "",
+                                  static_cast<int>(value.mSize), SQLITE_STATIC);
+                break;
+            case COLUMN_BYTES:
+                if (value.mSize == 0) {
+                    sqlite3_bind_zeroblob(statement, at, 0);  // a null pointer would bind NULL
+                } else {
+                    sqlite3_bind_blob(statement, at, value.mText, static_cast<int>(value.mSize),
+                                      SQLITE_STATIC);
+                }
+                break;
+        }
+    }
+    const int status = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    if (status != SQLITE_DONE) {
+        return Fail(std::string("cannot insert into ") + table.mName);
+    }
+    return true;
+}
+
+bool cSQLiteBackend::Select(const sTableDef& table, const std::string& where, cDBRowSink& sink) {
+    const std::string sql =
+        "SELECT " + ColumnList(table) + " FROM " + table.mName + " WHERE " + where + " ORDER BY rowid";
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(mDB, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+        return Fail(std::string("cannot read ") + table.mName);
+    }
+    std::vector<sValue> values(table.mCount);
+    int status = SQLITE_DONE;
+    bool going = true;
+    while (going && (status = sqlite3_step(statement)) == SQLITE_ROW) {
+        for (size_t i = 0; i < table.mCount; ++i) {
+            const int at = static_cast<int>(i);
+            sValue& value = values[i];
+            value = sValue();
+            if (sqlite3_column_type(statement, at) == SQLITE_NULL) {
+                continue;
+            }
+            value.mNull = false;
+            switch (table.mColumns[i].mType) {
+                case COLUMN_TIME: {
+                    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, at));
+                    const auto size = static_cast<size_t>(sqlite3_column_bytes(statement, at));
+                    value.mNull = text == nullptr || !ParseDBTime(text, size, value.mInt);
+                    break;
+                }
+                case COLUMN_INT:
+                case COLUMN_CODE:
+                    value.mInt = sqlite3_column_int64(statement, at);
+                    break;
+                case COLUMN_REAL:
+                    value.mReal = sqlite3_column_double(statement, at);
+                    break;
+                case COLUMN_TEXT:
+                    value.mText = reinterpret_cast<const char*>(sqlite3_column_text(statement, at));
+                    value.mSize = static_cast<size_t>(sqlite3_column_bytes(statement, at));
+                    break;
+                case COLUMN_BYTES:
+                    value.mText = static_cast<const char*>(sqlite3_column_blob(statement, at));
+                    value.mSize = static_cast<size_t>(sqlite3_column_bytes(statement, at));
+                    break;
+            }
+        }
+        going = sink.Row(values.data());
+    }
+    const bool done = !going || status == SQLITE_DONE;
+    if (!done) {
+        Fail(std::string("cannot read ") + table.mName);
+    }
+    sqlite3_finalize(statement);
+    return done && going;
+}
