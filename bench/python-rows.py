@@ -42,7 +42,8 @@ def memory_child(isf, table):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--copies", type=int, default=100)
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--tables", default="messages,items")
@@ -61,7 +62,8 @@ def main():
                 out.write(stream)
         isf = os.path.join(directory, "a.isf")
         recording = palvorin.record(raw, isf)
-        print(f"{args.copies} copies of stream A: {recording.frames} frames, {os.path.getsize(isf)} bytes of ISF")
+        print(f"{args.copies} copies of stream A: {recording.frames} frames, "
+              f"{os.path.getsize(isf)} bytes of ISF")
         print()
         print("| Table | Rows | Median | Best | Rows/s (median) | Peak RSS growth | DataFrame | ISF file |")
         print("|---|---|---|---|---|---|---|---|")
@@ -79,8 +81,9 @@ def main():
                     check=True, capture_output=True, text=True, timeout=300)
                 _, growth, size = (int(word) for word in child.stdout.split())
                 median = statistics.median(seconds)
-                print(f"| {table} | {rows:,} | {median:.3f} s | {min(seconds):.3f} s | {rows / median:,.0f} | "
-                      f"{growth / 1e6:.1f} MB | {size / 1e6:.1f} MB | {os.path.getsize(isf) / 1e6:.1f} MB |")
+                print(f"| {table} | {rows:,} | {median:.3f} s | {min(seconds):.3f} s | "
+                      f"{rows / median:,.0f} | {growth / 1e6:.1f} MB | {size / 1e6:.1f} MB | "
+                      f"{os.path.getsize(isf) / 1e6:.1f} MB |")
 
 
 if __name__ == "__main__":

@@ -232,7 +232,8 @@ def start_dask(args):
         try:
             return Client(args.scheduler, timeout=args.connect_timeout), None
         except (OSError, ValueError) as error:
-            fail(f"cannot reach the Dask scheduler at {args.scheduler} within {args.connect_timeout:g} s: {error}")
+            fail(f"cannot reach the Dask scheduler at {args.scheduler} within {args.connect_timeout:g} s: "
+                 f"{error}")
     cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
                            dashboard_address=None, silence_logs=logging.ERROR)
     return Client(cluster), cluster
@@ -302,8 +303,8 @@ def report(target, total, outcome, seconds, workers):
     print(f"  added            {len(outcome.added)}" + (f" (rows: {rows})" if outcome.added else ""))
     print(f"  already present  {len(outcome.present)}")
     if outcome.ignored:
-        print(f"  ignored          {len(outcome.ignored)} (found in a directory, neither an ISF file nor a raw "
-              "stream)")
+        print(f"  ignored          {len(outcome.ignored)} (found in a directory, neither an ISF file nor a "
+              "raw stream)")
     print(f"  failed           {len(outcome.failed)}")
     for path, reason in sorted(outcome.failed):
         print(f"    {path}: {reason}")
@@ -311,7 +312,8 @@ def report(target, total, outcome, seconds, workers):
 
 def main(argv=None):
     """The command line; returns the exit status."""
-    parser = argparse.ArgumentParser(prog="python3 -m palvorin.campaign", description=__doc__.split("\n\n")[0],
+    parser = argparse.ArgumentParser(prog="python3 -m palvorin.campaign",
+                                     description=__doc__.split("\n\n")[0],
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("paths", nargs="+", metavar="PATH", help="a file, a directory or a glob")
     parser.add_argument("--db", required=True, help="a SQLite path or a postgresql:// URL")

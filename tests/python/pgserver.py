@@ -57,13 +57,18 @@ class PostgresServer:
     def __exit__(self, *exc):
         self.stop()
 
+    @staticmethod
+    def _env():
+        # A sanitizer's runtime preloaded into the tests' interpreter is not the server's business.
+        return {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+
     def _spawn(self, command, log):
         # setpriv (util-linux): the server's account, and SIGQUIT when this process ends, set after the
         # change of account (which would clear it).
         account = []
         if self._user is not None:
             account = [f"--reuid={self._user.pw_uid}", f"--regid={self._user.pw_gid}", "--clear-groups"]
-        return subprocess.Popen(["setpriv", *account, "--pdeathsig=QUIT", "--", *command],
+        return subprocess.Popen(["setpriv", *account, "--pdeathsig=QUIT", "--", *command], env=self._env(),
                                 stdin=subprocess.DEVNULL, stdout=log, stderr=log, close_fds=True)
 
     def _log(self):
@@ -85,9 +90,10 @@ class PostgresServer:
         with open(log_path, "ab") as log:
             if self._user is not None:
                 os.chown(log_path, self._user.pw_uid, self._user.pw_gid)
-            initdb = self._spawn([os.path.join(self.bin, "initdb"), "-D", os.path.join(self.directory, "data"),
-                                  "-U", "palvorin", "-A", "trust", "-E", "UTF8", "--locale=C", "--no-sync",
-                                  "--no-instructions"], log)
+            data = os.path.join(self.directory, "data")
+            options = ["-U", "palvorin", "-A", "trust", "-E", "UTF8", "--locale=C", "--no-sync",
+                       "--no-instructions"]
+            initdb = self._spawn([os.path.join(self.bin, "initdb"), "-D", data, *options], log)
             try:
                 failed = initdb.wait(timeout=60) != 0
             except subprocess.TimeoutExpired:
@@ -112,8 +118,8 @@ class PostgresServer:
 
     def ready(self):
         """True when the server accepts connections."""
-        done = subprocess.run([os.path.join(self.bin, "pg_isready"), "-q", "-h", self.directory, "-U", "palvorin",
-                               "-d", "postgres"], timeout=10)
+        done = subprocess.run([os.path.join(self.bin, "pg_isready"), "-q", "-h", self.directory,
+                               "-U", "palvorin", "-d", "postgres"], timeout=10, env=self._env())
         return done.returncode == 0
 
     def url(self, database="postgres"):
@@ -123,8 +129,9 @@ class PostgresServer:
     def psql(self, database, sql):
         """The rows of `sql` on `database`, as lists of texts."""
         done = subprocess.run([os.path.join(self.bin, "psql"), "-X", "-q", "-A", "-t", "-F", "\t",
-                               "-v", "ON_ERROR_STOP=1", "-h", self.directory, "-U", "palvorin", "-d", database,
-                               "-c", sql], capture_output=True, text=True, timeout=60, check=True)
+                               "-v", "ON_ERROR_STOP=1", "-h", self.directory, "-U", "palvorin",
+                               "-d", database, "-c", sql],
+                              capture_output=True, text=True, timeout=60, check=True, env=self._env())
         return [line.split("\t") for line in done.stdout.splitlines() if line]
 
     def create_database(self, name):

@@ -23,7 +23,9 @@ def need_tool(test):
 
 def tool(*args, timeout=60):
     """Runs the built `palvorin` with `args` (bounded in time); its standard output."""
-    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout, check=True)
+    # Under AddressSanitizer the interpreter gets the sanitizer's runtime preloaded; the tool carries its own.
+    env = {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+    done = subprocess.run([TOOL, *args], capture_output=True, text=True, timeout=timeout, check=True, env=env)
     return done.stdout
 
 
@@ -78,3 +80,29 @@ class PrivateTemp(TempDir):
     def isf_files(self):
         """The temporary ISF files of raw streams that exist right now."""
         return sorted(name for name in os.listdir(self.path) if name.endswith(".isf"))
+
+
+def hex_packets(name):
+    """The packets of a text file of tests/data: one packet in hex a line, '#' lines are comments."""
+    with open(os.path.join(DATA, name)) as lines:
+        return [bytes.fromhex(line) for line in (line.strip() for line in lines) if line and line[0] != "#"]
+
+
+def crc16_x25(data):
+    """The frame check sequence of the diagnostic port's HDLC framing (CRC-16/X-25), bit by bit."""
+    crc = 0xFFFF
+    for byte in data:
+        crc ^= byte
+        for _ in range(8):
+            crc = (crc >> 1) ^ 0x8408 if crc & 1 else crc >> 1
+    return crc ^ 0xFFFF
+
+
+def raw_stream(packets):
+    """The packets as a raw diagnostic stream: each with its check sequence, escaped, closed by a flag."""
+    frames = []
+    for packet in packets:
+        crc = crc16_x25(packet)
+        body = packet + bytes([crc & 0xFF, crc >> 8])
+        frames.append(body.replace(b"\x7d", b"\x7d\x5d").replace(b"\x7e", b"\x7d\x5e") + b"\x7e")
+    return b"".join(frames)

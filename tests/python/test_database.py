@@ -115,7 +115,8 @@ class SQLite(Engine, unittest.TestCase):
             with self.subTest(target):
                 with self.assertRaises(palvorin.Error) as raised:
                     palvorin.Database(target)
-                self.assertEqual((raised.exception.status, raised.exception.path), ("database_failed", target))
+                error = raised.exception
+                self.assertEqual((error.status, error.path), ("database_failed", target))
 
 
 @unittest.skipIf(find_binaries() is None, "no PostgreSQL server installed")
@@ -128,7 +129,8 @@ class PostgreSQL(Engine, unittest.TestCase):
 
     def query(self, sql):
         database = self.target.split("?")[0].rsplit("/", 1)[1]
-        return [[int(value) if value.isdigit() else value for value in row] for row in SERVER.psql(database, sql)]
+        rows = SERVER.psql(database, sql)
+        return [[int(value) if value.isdigit() else value for value in row] for row in rows]
 
     def test_a_server_that_refuses(self):
         # No server listens on that socket directory: refused at once, with the reason.

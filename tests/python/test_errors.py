@@ -79,7 +79,8 @@ class BadFiles(unittest.TestCase):
 
     def test_the_error_survives_pickling(self):
         # Campaign workers send errors to the client process.
-        error = self.assert_error("empty", self.write("e", b""), lambda: palvorin.open(self.temp.file("e")), "")
+        empty = self.write("e", b"")
+        error = self.assert_error("empty", empty, lambda: palvorin.open(empty), "")
         copy = pickle.loads(pickle.dumps(error))
         self.assertEqual((copy.status, copy.path, str(copy)), (error.status, error.path, str(error)))
 
@@ -159,6 +160,19 @@ class TemporaryRecording(unittest.TestCase):
             palvorin.open(path)
         self.assertEqual(raised.exception.status, "not_a_capture")
         self.assertEqual(self.temp.isf_files(), [])
+
+    def test_none_left_by_a_recording_that_fails(self):
+        # The temporary ISF file of stream A takes 400 KB; a process that may write no more than 100 KB into
+        # a file (the interpreter ignores SIGXFSZ: the write fails with EFBIG) fails to record it.
+        script = ("import os, sys, tempfile, palvorin\n"
+                  "tempfile.tempdir = sys.argv[2]\n"
+                  "try:\n"
+                  "    palvorin.open(sys.argv[1])\n"
+                  "except palvorin.Error as error:\n"
+                  "    print(error.status, os.listdir(sys.argv[2]))\n")
+        done = subprocess.run(["prlimit", "--fsize=100000", PYTHON, "-c", script, STREAM_A, self.temp.path],
+                              capture_output=True, text=True, timeout=60, check=True)
+        self.assertEqual(done.stdout, "write_failed []\n", done.stderr)
 
     def test_an_isf_file_is_read_where_it_is(self):
         isf = self.temp.file("b.isf")

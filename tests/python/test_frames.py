@@ -11,7 +11,7 @@ import numpy as np
 import pandas as pd
 
 import palvorin
-from support import STREAM_A, STREAM_B, PrivateTemp, need_tool, pcap_records, tool
+from support import STREAM_A, STREAM_B, PrivateTemp, hex_packets, need_tool, pcap_records, raw_stream, tool
 
 DTYPES = {
     "time": "datetime64[ns, UTC]",
@@ -78,7 +78,8 @@ class CaptureA(unittest.TestCase):
         for prefix, count in [("LTE RRC", 4343), ("LTE NAS", 95), ("GSM RR", 378), ("UMTS NAS", 27),
                               ("GPRS", 9)]:
             self.assertEqual(int(channel.str.startswith(prefix).sum()), count, prefix)
-        self.assertEqual(messages["technology"].value_counts().to_dict(), {"lte": 4438, "gsm": 387, "wcdma": 27})
+        self.assertEqual(messages["technology"].value_counts().to_dict(),
+                         {"lte": 4438, "gsm": 387, "wcdma": 27})
         # A single-SIM phone names no subscription.
         self.assertTrue(messages["subscription"].isna().all())
         self.assertTrue(all(isinstance(message, bytes) and message for message in messages["message"]))
@@ -161,6 +162,49 @@ class CaptureB(unittest.TestCase):
         self.assertIsInstance(array, pd.arrays.IntegerArray)
         self.assertFalse(array._data.flags.owndata)
         self.assertFalse(np.asarray(messages["time_utc"].array.asi8).flags.owndata)
+
+
+class Measurements(unittest.TestCase):
+    """Serving and neighbour cells of real LTE captures (capture D, tests/data/README.md) framed as the port
+    sends them: 87 serving cell measurement logs (0xB193) of `lte_bler.bin`, several with an unmeasured
+    serving RSRQ; 43 of `lte_meas2016.bin` beside its neighbour (0xB195) and intra-frequency (0xB179) logs."""
+
+    def measurements(self, name):
+        with PrivateTemp() as temp:
+            path = temp.file("stream.bin")
+            packets = hex_packets(name)
+            with open(path, "wb") as out:
+                out.write(raw_stream(packets))
+            with palvorin.open(path) as capture:
+                self.assertEqual(capture.recording.frames, len(packets))
+                measurements = capture.measurements()
+                self.assertEqual(len(measurements), capture.summary()["rows"]["measurements"])
+        for name, kind in palvorin.TABLES["measurements"]:
+            self.assertEqual(str(measurements[name].dtype), DTYPES[kind], name)
+        return measurements
+
+    def test_serving_cells_with_unmeasured_values(self):
+        measurements = self.measurements("meas_lte_bler.txt")
+        self.assertEqual(measurements["log_code"].unique().tolist(), [0xB193])
+        serving = measurements[measurements["serving"] == 1]
+        self.assertEqual(len(serving), 87)  # one serving cell a log
+        # An unmeasured value is missing (NaN), not 0.
+        self.assertGreaterEqual(int(serving["rsrq_db"].isna().sum()), 8)
+        self.assertFalse((measurements["rsrq_db"] == 0).any())
+        measured = measurements["rsrp_dbm"].dropna()
+        self.assertTrue(measured.between(-140, -44).all())  # the physical range of RSRP
+        self.assertTrue(measurements["subscription"].isna().all())
+        self.assertFalse(measurements["pci"].isna().any())
+        self.assertTrue(measurements["time_utc"].between(pd.Timestamp("2019-07-30", tz="UTC"),
+                                                         pd.Timestamp("2019-07-31", tz="UTC")).all())
+        self.assertTrue(measurements["rscp_dbm"].isna().all())  # a UMTS quantity
+
+    def test_three_kinds_of_measurement_log(self):
+        measurements = self.measurements("meas_lte_2016.txt")
+        counts = measurements.groupby("log_code").size().to_dict()
+        self.assertEqual(sorted(counts), [0xB179, 0xB193, 0xB195])
+        self.assertEqual(int((measurements[measurements["log_code"] == 0xB193]["serving"] == 1).sum()), 43)
+        self.assertEqual(measurements["technology"].astype(str).unique().tolist(), ["lte"])
 
 
 if __name__ == "__main__":

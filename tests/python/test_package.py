@@ -29,7 +29,8 @@ class Installed(unittest.TestCase):
                       "with palvorin.open(sys.argv[1]) as capture:\n"
                       "    print(palvorin.__file__, len(capture.messages()))\n")
             # Run from the root directory with only the installed package on the path.
-            env = {key: value for key, value in os.environ.items() if key not in ("PYTHONPATH", "LD_LIBRARY_PATH")}
+            env = {key: value for key, value in os.environ.items()
+                   if key not in ("PYTHONPATH", "LD_LIBRARY_PATH")}
             env["PYTHONPATH"] = installed
             out = subprocess.run([PYTHON, "-B", "-c", script, STREAM_B], check=True, timeout=120, cwd="/",
                                  capture_output=True, text=True, env=env).stdout.split()
