@@ -254,14 +254,16 @@ struct cCampaignDB::sState {
         return true;
     }
 
-    eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary);
+    eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary, const std::string& source);
     eDBAddResult CopyFile(cSQLiteBackend& source, const std::vector<std::string>& file, bool& added);
 };
 
-eDBAddResult cCampaignDB::sState::AddFile(const std::string& path, sDBAddSummary& summary) {
+eDBAddResult cCampaignDB::sState::AddFile(const std::string& path, sDBAddSummary& summary,
+                                          const std::string& source) {
     cDBBackend& db = *mBackend;
+    const std::string& identity = source.empty() ? path : source;
     uint64_t size = 0;
-    if (!FileSHA256(path, summary.mSHA256, size, mError)) {
+    if (!FileSHA256(identity, summary.mSHA256, size, mError)) {
         return DB_FILE_FAILED;
     }
     int64_t id = -1;
@@ -279,8 +281,8 @@ eDBAddResult cCampaignDB::sState::AddFile(const std::string& path, sDBAddSummary
     std::vector<sValue> file(FilesTable().mCount);
     const std::string version = TOOL_VERSION_TEXT;
     std::error_code ignored;
-    const std::string absolute = std::filesystem::absolute(path, ignored).lexically_normal().string();
-    file[FILE_PATH] = TextValue(absolute.empty() ? path : absolute);
+    const std::string absolute = std::filesystem::absolute(identity, ignored).lexically_normal().string();
+    file[FILE_PATH] = TextValue(absolute.empty() ? identity : absolute);
     file[FILE_SIZE] = IntValue(static_cast<int64_t>(size));
     file[FILE_SHA256] = TextValue(summary.mSHA256);
     file[FILE_TOOL_VERSION] = TextValue(version);
@@ -425,14 +427,15 @@ bool cCampaignDB::OpenBackend(cDBBackend* backend) {
     return true;
 }
 
-eDBAddResult cCampaignDB::AddFile(const std::string& path, sDBAddSummary& summary) {
+eDBAddResult cCampaignDB::AddFile(const std::string& path, sDBAddSummary& summary,
+                                  const std::string& source) {
     summary = sDBAddSummary();
     mState->mError.clear();
     if (mState->mBackend == nullptr) {
         mState->mError = "no database is open";
         return DB_DATABASE_FAILED;
     }
-    return mState->AddFile(path, summary);
+    return mState->AddFile(path, summary, source);
 }
 
 eDBAddResult cCampaignDB::AddDatabase(const std::string& sqlitePath, uint64_t& added, uint64_t& present) {

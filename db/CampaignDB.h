@@ -41,8 +41,10 @@ public:
     // own name, so that bindings see one Open.)
     bool OpenBackend(cDBBackend* backend);
     // Adds the capture file at `path` (an ISF file, closed or left unclosed by its writer; one with
-    // inconsistencies is refused) in one transaction.
-    eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary);
+    // inconsistencies is refused) in one transaction. `source`, when given, is the raw diagnostic stream
+    // `path` was recorded from: its path, size and SHA-256 stand for the file in `files`, so that the
+    // stream recorded again (a new tool-version record, a new SHA-256) is still the same file.
+    eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary, const std::string& source = "");
     // Adds every file of another campaign database of this schema (a SQLite file a worker wrote) that is
     // not already here, each in its own transaction; `added` and `present` count them. DB_ADDED when every
     // file is here afterwards; DB_DATABASE_FAILED when either database failed (the files copied before

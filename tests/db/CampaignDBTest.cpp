@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "db/CampaignSchema.h"
+#include "db/FileHash.h"
 #include "db/PostgresBackend.h"
 #include "db/SQLiteBackend.h"
 #include "jni/ISFFormat.h"
@@ -286,6 +287,37 @@ TEST_P(CampaignDBTest, AFileAlreadyThereIsNotAddedAgain) {
     sDBAddSummary again;
     EXPECT_EQ(other.AddFile(copy, again), DB_ALREADY_PRESENT);
     EXPECT_EQ(Counts(), before);
+}
+
+TEST_P(CampaignDBTest, ARecordingOfARawStreamIsNamedByTheStream) {
+    // Each recording of a stream differs (its tool-version record carries the time of the recording): the
+    // stream it came from names it, so that recording the stream again finds it there.
+    const std::string stream = Data("raw_diag_stream_b.bin");
+    const std::string first = mDir + "/first.isf";
+    const std::string second = mDir + "/second.isf";
+    ASSERT_TRUE(RecordStream(stream, first));
+    ASSERT_TRUE(RecordStream(stream, second));
+    cCampaignDB db;
+    ASSERT_TRUE(db.Open(mTarget)) << db.Error();
+    sDBAddSummary added;
+    ASSERT_EQ(db.AddFile(first, added, stream), DB_ADDED) << db.Error();
+    EXPECT_EQ(added.mRows[TABLE_MESSAGES], 18u);
+    std::string sha256, error;
+    uint64_t size = 0;
+    ASSERT_TRUE(FileSHA256(stream, sha256, size, error)) << error;
+    EXPECT_EQ(added.mSHA256, sha256);
+    const Rows files = Query("SELECT path, size, sha256, messages_rows FROM files");
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0],
+              (std::vector<std::string>{std::filesystem::absolute(stream).lexically_normal().string(), "2994",
+                                        sha256, "18"}));
+    sDBAddSummary again;
+    EXPECT_EQ(db.AddFile(second, again, stream), DB_ALREADY_PRESENT) << db.Error();
+    EXPECT_EQ(again.mFileId, added.mFileId);
+    // Without its stream, a recording is a file of its own.
+    sDBAddSummary alone;
+    EXPECT_EQ(db.AddFile(first, alone), DB_ADDED) << db.Error();
+    EXPECT_EQ(One("SELECT count(*) FROM messages"), "36");
 }
 
 // Forwards to a real backend and calls a hook before Begin and before each Insert.
