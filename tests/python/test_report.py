@@ -17,6 +17,7 @@ import tempfile
 import unittest
 
 import palvorin
+import palvorin.overview
 from support import DATA, TOOL, TempDir, need_tool
 
 DUAL_SIM = os.path.join(DATA, "dualsim_5g_20201116_195935.bin")
@@ -251,6 +252,16 @@ class Reports(unittest.TestCase):
                 self.assertTrue(vertices(svg[n], "cells-"), n)
         self.assertTrue(vertices(svg[2], "neighbour-rsrp_dbm"))
 
+    def test_serving_lines_take_their_cells_colours(self):
+        # A short capture: each serving cell's line in the colour of its band in the timeline.
+        svg = "".join(s for s in self.page.svgs if 'id="f3-' in s)
+        bands = re.search(r'<g id="f3-t-cells-0">(.*?)</g>', svg, flags=re.S).group(1)
+        band_colours = set(re.findall(r"fill: (#[0-9a-f]{6})", bands))
+        lines = re.findall(r'<g id="f3-s\d+-serving-rsrp_dbm-\d+">(.*?)</g>', svg, flags=re.S)
+        line_colours = {re.search(r"stroke: (#[0-9a-f]{6})", line).group(1) for line in lines}
+        self.assertGreater(len(line_colours), 3)
+        self.assertLessEqual(line_colours, band_colours)
+
     def section_of(self, path):
         return f"file-{self.files.index(path) + 1}"
 
@@ -338,6 +349,19 @@ class Reports(unittest.TestCase):
                 coloured = sum(1 for r, g, b in pixels if max(r, g, b) - min(r, g, b) > 60)
                 self.assertGreater(drawn, 0.15 if timeline else 0.01, f"picture {n} looks blank")
                 self.assertGreater(coloured, 20000 if timeline else 1000, f"picture {n}: no band or line")
+
+class Failures(unittest.TestCase):
+    def test_failures_and_rejects_are_told_from_other_events(self):
+        # The event names of the cell timeline (timeline/TimelineEvents.h).
+        failures = ["handover_failure", "reestablishment_request", "reestablishment_reject", "scg_failure",
+                    "rrc_connection_reject", "attach_reject", "tau_reject", "service_reject"]
+        others = ["handover", "reestablishment", "rrc_connection_request", "rrc_connection_setup",
+                  "rrc_connection_release", "rrc_connected", "rrc_idle", "attach_request", "attach_accept",
+                  "detach_request", "detach_accept", "tau_request", "tau_accept", "service_request",
+                  "emm_unknown"]
+        for event in failures + others:
+            self.assertEqual(palvorin.overview.is_failure(event), event in failures, event)
+
 
 @need_tool
 @needs_timeline
