@@ -61,7 +61,9 @@ inline void SetLTERSSI(int64_t raw, double& value, sMeasLog& log) {
 // The FTL SNR of a receive chain, raw/10 - 20 dB. Raw 0 is a value here (the -20 dB floor): in the real
 // captures it comes with projected SIRs of -14 to -22 dB and RSRQs near -27 dB, not with chains that are off.
 inline double LTESNR(uint32_t raw) {
-    return static_cast<double>(raw) / 10 - 20;
+    // One division last: the double nearest to the tenths (raw 291: 9.1, where raw/10 - 20
+    // gives 9.100000000000001).
+    return (static_cast<double>(raw) - 200) / 10;
 }
 
 // An LTE physical cell id: set with mHasCell when it is a valid id (0..503), else counted.

@@ -305,8 +305,11 @@ private:
 
 bool ReadCaptureTables(const std::string& path, uint32_t tables, cTableSink& sink, sTableSummary& summary,
                        std::string& error, uint64_t* problems) {
+    // The file read 1 MB at a time: the bytes are still in the processor's cache when the extractors read
+    // them. With the reader's 16 MB window, the measurements of a 172 MB recording took a quarter more time.
+    const uint64_t kWindow = 1 << 20;
     cISFReader reader;
-    if (!reader.Open(path)) {
+    if (!reader.Open(path, kWindow)) {
         error = reader.Error();
         return false;
     }

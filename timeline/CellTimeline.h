@@ -1,11 +1,23 @@
 // The cell timeline of a capture, per subscription: the serving-cell periods (which cell, from when to
 // when, how the period began, the median of its serving measurements) and the events (handovers,
-// failures, RRC state changes, NAS outcomes), derived from the measurement and cell logs
-// (meas/MeasExtractor.h) and the signalling messages (ota/OTAExtractor.h) of the items in time order.
-// What cannot be told from them is "unknown", never guessed.
+// failures, RRC state changes, NAS outcomes; names and details in timeline/TimelineEvents.h), derived from
+// the measurement and cell logs (meas/MeasExtractor.h) and the signalling messages (ota/OTAExtractor.h) of
+// the items in file order. What cannot be told from them is "unknown", never guessed.
 //
-// Bounded state: per subscription, the open period and a fixed histogram of its measurements. One timeline
-// per capture; not thread-safe.
+// A subscription has two tracks of periods: the cell it camps on or is connected to (LTE, WCDMA or GSM) and
+// the NR leg. Which cell serves: serving-cell logs (which also give its identity), the primary cell of
+// serving measurements, and the radio context of RRC logs of the dedicated and common control channels; a
+// MIB only fills the bandwidth of the serving cell. A period runs from the first item that showed its cell to
+// the last item of the subscription before the next cell (the NR leg: to the last item that showed its
+// cell); a log stamped before the open period began tells of an earlier time and changes no cell. RRC
+// states come from state logs and event reports where a subscription has them, otherwise from the messages
+// (setup complete or any dedicated channel: connected; release, re-establishment reject or a connection
+// request: idle). A NAS message logged under a security-protected code waits up to 5 ms for its plain copy,
+// so its event may come after events of the few items that followed it.
+//
+// Bounded state: up to 8 subscriptions (items of further ones are left out), each with its open periods,
+// what the next cell change is entered by, and fixed histograms of the measurements (allocated at the first
+// measurement of each track). One timeline per capture; not thread-safe.
 #pragma once
 
 #include <cstddef>
@@ -28,15 +40,16 @@ enum eCellEntry : uint8_t {
 const char* CellEntryName(eCellEntry entry);
 
 struct sCellPeriod {
-    int64_t mFromMs = 0;         // milliseconds since 1970 UTC: the first item that showed the cell
+    int64_t mFromMs = 0;  // milliseconds since 1970 UTC: the first item that showed the cell (never before
+                          // the end of the subscription's period before)
     int64_t mToMs = 0;           // the last item of the period
     uint32_t mSubscription = 0;  // 0: not given
     eRadioTechnology mTechnology = RADIO_UNKNOWN;
     sCellInfo mCell;  // what the capture told of the cell (CELL_HAS_* bits)
     eCellEntry mEnteredBy = CELL_ENTRY_UNKNOWN;
-    double mRSRPMedian;          // dBm, NaN without serving measurements
-    double mRSRQMedian;          // dB
-    uint64_t mMeasurements = 0;  // serving-cell measurements in the period
+    double mRSRPMedian;          // dBm, NaN without serving measurements; of an even count, the mean of the
+    double mRSRQMedian;          // dB   two middle values
+    uint64_t mMeasurements = 0;  // serving-cell measurements of the period's cell (with values or without)
     sCellPeriod();
 };
 

@@ -486,7 +486,9 @@ TEST_P(CampaignDBTest, AFaultInTheMiddleOfAFileLeavesNothingOfIt) {
         // The connection is usable after the rollback: the same file goes in whole.
         ASSERT_EQ(db.AddFile(Recordings().mA, summary), DB_ADDED) << db.Error();
         EXPECT_EQ(One("SELECT count(*) FROM messages"), "4852");
-        ASSERT_TRUE(Connect()->Execute("DELETE FROM messages; DELETE FROM files"));
+        ASSERT_TRUE(Connect()->Execute(
+            "DELETE FROM messages; DELETE FROM measurements; DELETE FROM cells; DELETE FROM events; "
+            "DELETE FROM files"));
     }
 }
 

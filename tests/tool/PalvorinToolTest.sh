@@ -386,6 +386,95 @@ errors() {
     [ "$status" -ne 0 ] && grep -q "writing the dump failed" err.txt || fail "dump to a full disk"
 }
 
+# The capture tables of a real dual-SIM capture (tests/data): serving cells, events, messages and measurements
+# in each format, against tshark's decode of the same file's pcap export.
+tables() {
+    "$palvorin" record "$data/dualsim_5g_20201116_195935.bin" d.isf >/dev/null
+    "$palvorin" pcap d.isf d.pcap >pcap.txt
+    "$palvorin" cells --csv d.isf >cells.csv 2>cells.txt
+    "$palvorin" cells --json d.isf >cells.json 2>/dev/null
+    "$palvorin" cells d.isf >cells.text 2>/dev/null
+    cat cells.txt
+    grep -q "^cells of d.isf: 47 serving-cell periods$" cells.txt || fail "cells summary: $(head -n 1 cells.txt)"
+    head -n 1 cells.csv | grep -qx "from_utc,to_utc,subscription,technology,arfcn,pci,cell_id,tac,mcc,mnc,band,bandwidth_mhz,entered_by,rsrp_median_dbm,rsrq_median_db,measurements" ||
+        fail "cells columns: $(head -n 1 cells.csv)"
+    head -n 1 cells.text | grep -q "^from_utc  *to_utc  *subscription  technology  arfcn  pci  " ||
+        fail "cells text header: $(head -n 1 cells.text)"
+    expect_eq "cells as text" "$(($(wc -l <cells.text) - 1))" 47
+    # The targets of the handover commands as tshark decodes them, in order.
+    tshark -r d.pcap -Y lte-rrc.mobilityControlInfo_element -T fields -e lte-rrc.targetPhysCellId \
+        -e lte-rrc.dl_CarrierFreq >targets.txt 2>tshark.err || fail "tshark: $(cat tshark.err)"
+    expect_eq "handover commands" "$(wc -l <targets.txt)" 21
+    "$palvorin" events --json d.isf >events.json 2>events.txt
+    "$palvorin" events --csv d.isf >events.csv 2>/dev/null
+    python3 - <<'PY' || fail "tables disagree"
+import csv, json, re
+cells = list(csv.DictReader(open("cells.csv")))
+assert cells == [{k: ("" if v is None else str(v)) for k, v in row.items()} for row in json.load(open("cells.json"))], "csv and json"
+time = re.compile(r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+assert all(time.match(c["from_utc"]) and time.match(c["to_utc"]) and c["from_utc"] <= c["to_utc"] for c in cells)
+for sub, entries in (("1", ["first"] + ["handover"] * 21), ("2", ["first"] + ["reselection"] * 24)):
+    assert [c["entered_by"] for c in cells if c["subscription"] == sub] == entries, sub
+events = json.load(open("events.json"))
+assert events == [{k: (None if v == "" else int(v) if k == "subscription" else v) for k, v in row.items()}
+                  for row in csv.DictReader(open("events.csv"))], "json and csv"
+targets = ["pci %s earfcn %s" % tuple(line.split()) for line in open("targets.txt")]
+handovers = [e for e in events if e["event"] == "handover"]
+assert [e["detail"].split(" -> ")[1] for e in handovers] == targets, "handover targets"
+sub1 = [c for c in cells if c["subscription"] == "1"]
+assert ["pci %s earfcn %s" % (c["pci"], c["arfcn"]) for c in sub1[1:]] == targets, "cells after the handovers"
+assert [e["time_utc"] for e in events] == sorted(e["time_utc"] for e in events), "events in time order"
+PY
+    # dump names measurement and cell logs as it names signalling.
+    "$palvorin" dump d.isf >dump.txt
+    grep -q "sub 1  log 0xB0C2  meas LTE serving cell info$" dump.txt || fail "dump names no serving-cell log"
+    grep -q "sub 2  log 0xB0C1  meas LTE MIB$" dump.txt || fail "dump names no MIB"
+    "$palvorin" dump --json d.isf >dump.json
+    grep -q '"log_code":45250,"measurement":"LTE serving cell info"' dump.json ||
+        fail "dump --json names no serving-cell log"
+    # One message row per exported packet; the messages as hex.
+    "$palvorin" messages --csv d.isf >messages.csv 2>messages.txt
+    expect_eq "messages" "$(($(wc -l <messages.csv) - 1))" "$(field exported pcap.txt)"
+    grep -q "^2020-11-16T11:56:24.678Z,1,lte,LTE RRC DL-DCCH,dl,38400,225,0xB0C0,221b" messages.csv ||
+        fail "the handover command's row"
+    # Every item is accounted for: the counts under "items read" add up to it.
+    "$palvorin" measurements d.isf >measurements.text 2>measurements.txt
+    cat measurements.txt
+    for summary in cells.txt events.txt messages.txt measurements.txt; do
+        awk '/^  items read/ {items = $3} /^  [a-z]/ && !/^  items read/ {sum += $NF ~ /^[0-9]+$/ ? $NF : $(NF-2)}
+             END {exit items == sum ? 0 : 1}' "$summary" || fail "$summary does not account for every item"
+    done
+}
+
+# Errors of the table commands: one line on standard error, exit status 1 (2 for a wrong command line).
+table_errors() {
+    for command in measurements cells events messages; do
+        "$palvorin" "$command" --help >help.txt || fail "--help of $command"
+        grep -q -- "--csv" help.txt && grep -q -- "--json" help.txt || fail "$command --help: $(cat help.txt)"
+    done
+    table_check() {
+        local expected="$1"
+        shift
+        local status=0
+        "$palvorin" "$@" >out.txt 2>err.txt || status=$?
+        expect_eq "exit status of '$*'" "$status" 1
+        expect_eq "error lines of '$*'" "$(wc -l <err.txt)" 1
+        grep -q "$expected" err.txt || fail "'$*' said: $(cat err.txt)"
+    }
+    table_check "missing.isf" cells missing.isf
+    table_check "not a readable item store file" events "$data/raw_diag_stream_b.bin"
+    : >empty.isf
+    table_check "empty.isf" measurements empty.isf
+    local status=0
+    "$palvorin" cells --csv --json missing.isf >/dev/null 2>&1 || status=$?
+    expect_eq "--csv with --json" "$status" 2
+    "$palvorin" record "$data/raw_diag_stream_b.bin" b.isf >/dev/null
+    status=0
+    "$palvorin" messages b.isf >/dev/full 2>err.txt || status=$?
+    expect_eq "exit status to a full disk" "$status" 1
+    grep -q "writing the messages table failed: No space left on device" err.txt || fail "to a full disk: $(cat err.txt)"
+}
+
 # Live capture against the modem simulator, which streams real capture A (tests/data/raw_diag_stream_a.bin).
 # The log packets of capture A as "length code" lines, read with a decoder of this script's own.
 stream_a_logs() {

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tables/TableColumns.h"
+#include "tables/TableWriter.h"
+
 struct sRecordOptions {
     std::string mInput;       // a file, a FIFO or character device, or "-" for standard input
     std::string mOutput;      // the ISF file to write
@@ -50,6 +53,13 @@ int RunSample(const sSampleOptions& options);
 
 // Hands over to the Python package: `python3 -m palvorin report ARGUMENTS...`; returns only on failure.
 int RunReport(const std::vector<std::string>& arguments);
+
+struct sTableOptions {
+    std::string mPath;
+    eTable mTable = TABLE_MEASUREMENTS;
+    eTableFormat mFormat = TABLE_FORMAT_TEXT;
+};
+int RunTable(const sTableOptions& options);
 
 struct sDBAddOptions {
     std::string mDatabase;            // a SQLite path or a postgresql:// URL

@@ -1,5 +1,6 @@
-// palvorin dump: one line per item, as text or as a JSON array with one item per line. The file is walked
-// item by item; nothing is kept per item.
+// palvorin dump: one line per item, as text or as a JSON array with one item per line; log packets are named
+// by the kind of signalling message or of measurement, cell or state log they carry. The file is walked item
+// by item; nothing is kept per item.
 
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "meas/MeasExtractor.h"
 #include "ota/OTAExtractor.h"
 #include "reader/ISFReader.h"
 #include "tools/palvorin/Commands.h"
@@ -114,6 +116,10 @@ void TextLine(size_t index, const sISFItem& item, cOTAExtractor& extractor) {
     if (kind != nullptr) {
         line.Text("  msg ").Text(kind);
     }
+    const char* measurement = info.mIsLog ? MeasLogName(static_cast<uint16_t>(info.mLogCode)) : nullptr;
+    if (measurement != nullptr) {
+        line.Text("  meas ").Text(measurement);
+    }
     line.Write();
 }
 
@@ -138,6 +144,10 @@ nlohmann::json JsonItem(size_t index, const sISFItem& item, cOTAExtractor& extra
     }
     if (kind != nullptr) {
         line["message"] = kind;
+    }
+    const char* measurement = info.mIsLog ? MeasLogName(static_cast<uint16_t>(info.mLogCode)) : nullptr;
+    if (measurement != nullptr) {
+        line["measurement"] = measurement;
     }
     return line;
 }

@@ -3,6 +3,8 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -13,7 +15,7 @@
 int main(int argc, char** argv) {
     CLI::App app{
         "palvorin: record a diagnostic stream or capture it live from a serial port into an item store "
-        "file (ISF), inspect, verify and export it"};
+        "file (ISF), inspect, verify and export it, and show its measurements, serving cells and events"};
     app.require_subcommand(1);
     bool libraryLog = false;
     app.add_flag("--library-log", libraryLog, "show the library's own log lines (bad frames and so on)");
@@ -77,7 +79,7 @@ int main(int argc, char** argv) {
         "dump",
         "One line per item: index, UTC time, item type, payload length, auxiliary "
         "value, and for log packets the subscription of a multi-SIM wrapper, the log code, "
-        "the OTA type and the kind of signalling message");
+        "the OTA type and the kind of signalling message or of measurement, cell or state log");
     dumpCommand->add_option("FILE", dumpPath, "the ISF file (one whose writer never closed it too)")
         ->required();
     dumpCommand->add_flag(
@@ -116,6 +118,40 @@ int main(int argc, char** argv) {
                             "only 100-byte log packets outside the over-the-air set, none damaged (the item "
                             "store benchmark's packets)");
 
+    // The capture tables: one command each, the same options.
+    const struct {
+        eTable mTable;
+        const char* mHelp;
+    } kTableCommands[] = {
+        {TABLE_MEASUREMENTS,
+         "One row per measured cell per measurement log: time, subscription, technology, log code, "
+         "serving (1) or neighbour (0), channel, cell, RSRP, RSRQ, RSSI, SINR (LTE, NR), RSCP and Ec/Io "
+         "(WCDMA), RxLev (GSM) in dBm and dB; a summary of the logs read on standard error"},
+        {TABLE_CELLS,
+         "The serving-cell periods of each subscription: from, to, technology, channel, cell, cell identity, "
+         "TAC, PLMN, band, bandwidth, how the period began (first, handover, reselection, redirection, "
+         "reestablishment, unknown), median RSRP and RSRQ of its serving measurements and their number"},
+        {TABLE_EVENTS,
+         "Handovers and their failures, re-establishments, RRC connection setup, release and state, attach, "
+         "tracking-area update, service request and detach with their outcome and cause"},
+        {TABLE_MESSAGES,
+         "One row per signalling message: time, subscription, technology, channel, direction, channel "
+         "number, cell, log code and the message as hex"},
+    };
+    std::vector<std::pair<CLI::App*, eTable>> tableCommands;
+    sTableOptions table;
+    bool csv = false;
+    bool tableJson = false;
+    for (const auto& command : kTableCommands) {
+        CLI::App* sub = app.add_subcommand(TableDef(command.mTable).mName, command.mHelp);
+        sub->add_option("FILE", table.mPath, "the ISF file (one whose writer never closed it too)")
+            ->required();
+        CLI::Option* csvOption = sub->add_flag("--csv", csv, "CSV with a header line, for programs");
+        sub->add_flag("--json", tableJson, "a JSON array of objects, one per row and line, for programs")
+            ->excludes(csvOption);
+        tableCommands.emplace_back(sub, command.mTable);
+    }
+
     CLI::App* reportCommand = app.add_subcommand(
         "report",
         "Write one self-contained HTML page of ISF files or raw streams: serving-cell timeline, signal, RRC "
@@ -124,6 +160,7 @@ int main(int argc, char** argv) {
     // Everything after `report`, --help included, goes to the package as it is.
     reportCommand->prefix_command();
     reportCommand->set_help_flag();
+
     sDBAddOptions dbAdd;
     CLI::App* dbCommand = app.add_subcommand(
         "db", "The SQL database of a campaign: a SQLite file or a PostgreSQL server (README: the schema)");
@@ -170,6 +207,13 @@ int main(int argc, char** argv) {
     }
     if (*dbAddCommand) {
         return RunDBAdd(dbAdd);
+    }
+    for (const auto& command : tableCommands) {
+        if (*command.first) {
+            table.mTable = command.second;
+            table.mFormat = csv ? TABLE_FORMAT_CSV : tableJson ? TABLE_FORMAT_JSON : TABLE_FORMAT_TEXT;
+            return RunTable(table);
+        }
     }
     return RunSample(sample);
 }
