@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "jni/ISFStore.h"
+#include "jni/ISFTime.h"
 #include "stream/CaptureFileKind.h"
 #include "tests/DiagPackets.h"
 #include "tests/ISFTestSupport.h"
@@ -111,12 +112,21 @@ TEST(RawRecording, CaptureAAsTheToolRecordsIt) {
 
 TEST(RawRecording, CaptureBInsideTheMultiSIMWrapper) {
     cTempDir dir;
+    const FILETIME before = CurrentFiletime();
     const sRawRecording recording = RecordRawFile(DataPath("raw_diag_stream_b.bin"), dir.File("b.isf"));
+    const FILETIME after = CurrentFiletime();
     ASSERT_EQ(recording.mStatus, RAW_RECORDING_OK);
     EXPECT_EQ(recording.mBytes, 2994u);
     EXPECT_EQ(recording.mFrames, 19u);
     EXPECT_EQ(recording.mBadFrames, 0u);
-    EXPECT_EQ(StoredItems(dir.File("b.isf")).size(), 19u);
+    const std::vector<sStored> items = StoredItems(dir.File("b.isf"));
+    ASSERT_EQ(items.size(), 19u);
+    // Its first frame is an 8-byte response, which carries no time of its own: it takes the time it was read.
+    EXPECT_EQ(items[0].mPayload.size(), 8u);
+    EXPECT_GE(items[0].mTimeMs, before / FILETIME_UNITS_PER_MS);
+    EXPECT_LE(items[0].mTimeMs, after / FILETIME_UNITS_PER_MS);
+    // The log packets after it carry theirs: 2020-11-15T10:17:56.946Z (palvorin dump).
+    EXPECT_EQ(items[1].mTimeMs, 1605435476946ULL + 11644473600000ULL);
 }
 
 TEST(RawRecording, WhereTheChunksEndChangesNothing) {
@@ -209,6 +219,7 @@ TEST(CaptureFileKind, ToldByContentNotByName) {
     WriteFile(dir.File("random.bin"), random);
     WriteFile(dir.File("text.txt"), Bytes(5000, 'a'));
     WriteFile(dir.File("short"), {0x08, 0x31, 0x60});
+    WriteFile(dir.File("flags.bin"), Bytes(1000, 0x7E));  // empty frames only
     // The first 300 bytes of stream A: the stray bytes and a few frames, the last one cut.
     WriteFile(dir.File("head.bin"), Bytes(streamA.begin(), streamA.begin() + 300));
     const struct {
@@ -219,8 +230,8 @@ TEST(CaptureFileKind, ToldByContentNotByName) {
         {"a.isf", CAPTURE_FILE_RAW},  // the raw stream
         {"head.bin", CAPTURE_FILE_RAW},       {"empty.isf", CAPTURE_FILE_EMPTY},
         {"random.bin", CAPTURE_FILE_UNKNOWN}, {"text.txt", CAPTURE_FILE_UNKNOWN},
-        {"short", CAPTURE_FILE_UNKNOWN},      {"missing", CAPTURE_FILE_UNREADABLE},
-        {"", CAPTURE_FILE_UNREADABLE},  // the directory
+        {"short", CAPTURE_FILE_UNKNOWN},      {"flags.bin", CAPTURE_FILE_UNKNOWN},
+        {"missing", CAPTURE_FILE_UNREADABLE}, {"", CAPTURE_FILE_UNREADABLE},  // the directory
     };
     for (const auto& c : cases) {
         int error = 0;

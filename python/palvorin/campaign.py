@@ -12,7 +12,8 @@ machines that cannot see the client's file, and costs one copy of the file's row
 SQLite campaign (by SHA-256) are skipped by the workers without being read.
 
 Without --scheduler a local cluster of --workers processes (default: the machine's cores) runs the tasks
-and is closed at the end. A file is in the database whole or not at all; one that fails is reported with
+and is closed at the end. The workers of a scheduler named need the package installed and the files at
+the same paths. A file is in the database whole or not at all; one that fails is reported with
 its reason and the others go on. Exit status: 0 when every file is in the database, 1 when some failed,
 2 when the campaign could not start (no file, the database or the scheduler cannot be reached).
 """
@@ -112,9 +113,15 @@ def add_to_sqlite_copy(path, named, present):
             return AddResult(path, "database_failed", error=f"worker database: {error}"), None
         if result.status != "added":
             return result, None
+        # Mostly empty pages: a file of 18 messages makes 1.3 MB of database, 20 KB compressed. Compressed
+        # as it is read, so that the worker never holds the database itself.
+        compressor = zlib.compressobj(1)
+        pieces = []
         with open(copy, "rb") as data:
-            # Mostly empty pages: a file of 18 messages makes 1.3 MB of database, 20 KB compressed.
-            return result, zlib.compress(data.read(), 1)
+            for block in iter(lambda: data.read(1 << 20), b""):
+                pieces.append(compressor.compress(block))
+        pieces.append(compressor.flush())
+        return result, b"".join(pieces)
 
 
 # ---- In the client.
@@ -208,8 +215,12 @@ def merge(database, result, data):
     # A directory of its own: opening the copy leaves its write-ahead log beside it.
     with tempfile.TemporaryDirectory(prefix="palvorin-campaign-", dir=scratch_directory()) as directory:
         copy = os.path.join(directory, "file.sqlite")
+        # A little at a time: 64 KB of the compressed database are a few MB of it.
+        decompressor = zlib.decompressobj()
         with open(copy, "wb") as out:
-            out.write(zlib.decompress(data))
+            for at in range(0, len(data), 1 << 16):
+                out.write(decompressor.decompress(data[at:at + (1 << 16)]))
+            out.write(decompressor.flush())
         try:
             added, _ = database.add_database(copy)
         except Error as error:

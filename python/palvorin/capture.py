@@ -71,7 +71,7 @@ class File:
         except Error:
             self._remove()
             raise
-        if self.recording.frames == 0:
+        if self.recording.frames == 0:  # the file changed since its first bytes were looked at
             self._remove()
             raise Error("not_a_capture", self.path, f"{self.path}: no frame of a raw diagnostic stream")
         self.isf_path = temporary

@@ -52,9 +52,11 @@ class Database:
         with tempfile.TemporaryDirectory(prefix="palvorin-db-") as directory:
             isf = os.path.join(directory, "recording.isf")
             try:
-                record(path, isf)
+                recording = record(path, isf)
             except Error as error:
                 return AddResult(path, "file_failed", error=str(error))
+            if recording.frames == 0:  # the file changed since its first bytes were looked at
+                return AddResult(path, "file_failed", error=f"{path}: no frame of a raw diagnostic stream")
             # The stream, not its recording, is the file in the database: the same stream recorded again
             # is the same file.
             return self._result(path, self._db.add_file(isf, path))

@@ -150,6 +150,23 @@ class Campaign(unittest.TestCase):
         with sqlite3.connect(target) as connection:
             return connection.execute(sql).fetchall()
 
+    @unittest.skipIf(find_binaries() is None, "no PostgreSQL server installed")
+    def test_a_worker_connects_again_after_the_server_dropped_it(self):
+        from palvorin import campaign as tasks
+
+        files = [path for path, kind in self.kinds.items() if kind == "b.isf"][:3]
+        with PostgresServer() as server:
+            target = server.create_database("dropped")
+            self.assertEqual(tasks.add_to_postgres(files[0], target, True).status, "added")
+            # An administrator (or a restart) ends the worker's connection.
+            server.psql("postgres", "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+                                    "WHERE datname = 'dropped'")
+            lost = tasks.add_to_postgres(files[1], target, True)
+            self.assertEqual(lost.status, "database_failed")
+            self.assertTrue(lost.error)
+            self.assertEqual(tasks.add_to_postgres(files[2], target, True).status, "added")
+            tasks._connections.pop(target).close()
+
     def test_a_dead_scheduler_fails_clearly_and_soon(self):
         started = time.monotonic()
         # Port 9 (discard) of the loopback: nothing listens there.
