@@ -18,6 +18,7 @@
 namespace py = pybind11;
 
 void BindLibraryLog(py::module_& module);
+void BindOverview(py::module_& module);
 #ifdef PALVORIN_HAS_CAMPAIGN_DB
 void BindDatabase(py::module_& module);
 #endif
@@ -224,6 +225,7 @@ PYBIND11_MODULE(_native, module) {
                "Reads the ISF file `isf` once and returns ({table: [column tuple, ...]}, summary) for the "
                "named tables; see python/ColumnArrays.h for the column tuples. Raises palvorin.Error.");
     BindLibraryLog(module);
+    BindOverview(module);
 #ifdef PALVORIN_HAS_CAMPAIGN_DB
     BindDatabase(module);
 #endif

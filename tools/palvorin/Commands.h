@@ -60,6 +60,9 @@ struct sSampleOptions {
 };
 int RunSample(const sSampleOptions& options);
 
+// Hands over to the Python package: `python3 -m palvorin report ARGUMENTS...`; returns only on failure.
+int RunReport(const std::vector<std::string>& arguments);
+
 struct sTableOptions {
     std::string mPath;
     eTable mTable = TABLE_MEASUREMENTS;

@@ -190,6 +190,15 @@ int main(int argc, char** argv) {
         tableCommands.emplace_back(sub, command.mTable);
     }
 
+    CLI::App* reportCommand = app.add_subcommand(
+        "report",
+        "Write one self-contained HTML page of ISF files or raw streams: serving-cell timeline, signal, RRC "
+        "state, events, cells and message counts (hands over to python3 -m palvorin report; "
+        "palvorin report --help shows its options)");
+    // Everything after `report`, --help included, goes to the package as it is.
+    reportCommand->prefix_command();
+    reportCommand->set_help_flag();
+
     sDBAddOptions dbAdd;
     CLI::App* dbCommand = app.add_subcommand(
         "db", "The SQL database of a campaign: a SQLite file or a PostgreSQL server (README: the schema)");
@@ -233,6 +242,9 @@ int main(int argc, char** argv) {
     }
     if (*pcapCommand) {
         return RunPcap(pcapIn, pcapOut);
+    }
+    if (*reportCommand) {
+        return RunReport(reportCommand->remaining());
     }
     if (*dbAddCommand) {
         return RunDBAdd(dbAdd);
