@@ -24,27 +24,29 @@ cTimeOrderedFeed::~cTimeOrderedFeed() {
 }
 
 bool cTimeOrderedFeed::Message(int64_t timeMs, const sOTAMessage& message) {
-    if (Overdue(timeMs)) {
+    const size_t bytes = message.mData != nullptr ? message.mLength : 0;
+    if (Overdue(timeMs) || LeavesAtOnce(timeMs, bytes)) {
         return mGoing && (mGoing = mTimeline.Message(timeMs, message, mSink));
     }
     uint32_t slot = 0;
     sEntry& entry = NewEntry(timeMs, ENTRY_MESSAGE, slot);
     entry.mMessage = message;
-    entry.mBytes.assign(message.mData, message.mData + (message.mData != nullptr ? message.mLength : 0));
-    return Push(timeMs, entry.mBytes.size(), slot);
+    entry.mBytes.assign(message.mData, message.mData + bytes);
+    return Push(timeMs, bytes, slot);
 }
 
 bool cTimeOrderedFeed::Measurement(int64_t timeMs, const sMeasLog& log, const unsigned char* packet,
                                    size_t size) {
-    if (Overdue(timeMs)) {
-        return mGoing && (mGoing = mTimeline.Measurement(timeMs, log, mSink));
-    }
     size_t serving = 0;
     for (size_t i = 0; i < log.mCellCount; ++i) {
         serving += log.mCells[i].mServing ? 1 : 0;
     }
+    const bool whole = log.mKind == MEAS_KIND_RRC_STATE || serving > kHeldCells || mLog == nullptr;
+    if (Overdue(timeMs) || LeavesAtOnce(timeMs, whole ? size : sizeof(sEntry))) {
+        return mGoing && (mGoing = mTimeline.Measurement(timeMs, log, mSink));
+    }
     uint32_t slot = 0;
-    if (log.mKind == MEAS_KIND_RRC_STATE || serving > kHeldCells || mLog == nullptr) {
+    if (whole) {
         sEntry& entry = NewEntry(timeMs, ENTRY_PACKET, slot);
         entry.mBytes.assign(packet, packet + size);
         return Push(timeMs, size, slot);
@@ -72,6 +74,22 @@ bool cTimeOrderedFeed::Measurement(int64_t timeMs, const sMeasLog& log, const un
 // once, as logged late. A capture made of copies of one recording sends the start of each copy this way.
 bool cTimeOrderedFeed::Overdue(int64_t timeMs) const {
     return mHaveNewest && timeMs < mNewestMs - mWindowMs;
+}
+
+// A capture made of copies of one recording keeps the feed full of the first copy's last seconds while the
+// next copies repeat those times: most of their inputs go straight on here instead of through the heap.
+bool cTimeOrderedFeed::LeavesAtOnce(int64_t timeMs, size_t bytes) const {
+    if (mHeld == 0) {
+        return false;  // an empty feed holds an input for the window
+    }
+    const int64_t newest = timeMs > mNewestMs ? timeMs : mNewestMs;
+    if (mHeld + 1 <= mMaxEntries && mBytes + bytes <= mMaxBytes && timeMs >= newest - mWindowMs) {
+        return false;
+    }
+    size_t from = kRuns;
+    Oldest(from);
+    const sKey& oldest = from == kRuns ? mHeap.front() : mRuns[from].front();
+    return timeMs < oldest.mTimeMs;  // a tie leaves after the one held, as it came later
 }
 
 cTimeOrderedFeed::sEntry& cTimeOrderedFeed::NewEntry(int64_t timeMs, eEntryKind kind, uint32_t& slot) {

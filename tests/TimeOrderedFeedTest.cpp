@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tables/CaptureTables.h"
@@ -137,6 +140,82 @@ TEST(TimeOrderedFeed, BoundedByTimeEntriesAndBytes) {
         EXPECT_EQ(FeedTimes(c.mTimes, c.mWindowMs, c.mMaxEntries, c.mMaxBytes, &held), c.mHandedOn)
             << c.mCase;
         EXPECT_EQ(held, c.mHeld) << c.mCase;
+    }
+}
+
+// Feeds uplink EMM messages of three kinds in turn (attach, detach, TAU request), so that the events
+// tell equal times apart: "time kind" per event handed on.
+std::vector<std::string> FeedKinds(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries) {
+    class cNames : public cTimelineSink {
+    public:
+        bool Period(const sCellPeriod&) override { return true; }
+        bool Event(const sTimelineEvent& event) override {
+            mRows.push_back(std::to_string(event.mTimeMs) + " " + event.mEvent);
+            return true;
+        }
+        std::vector<std::string> mRows;
+    };
+    const Bytes messages[] = {kAttachRequest, kDetachRequest, kTAURequest};
+    cCellTimeline timeline;
+    cNames sink;
+    cTimeOrderedFeed feed(timeline, sink, windowMs, maxEntries, 1 << 20);
+    for (size_t i = 0; i < times.size(); ++i) {
+        sOTAMessage message;
+        message.mProtocol = OTA_PROTOCOL_LTE_NAS;
+        message.mChannel = OTA_NAS_MOBILITY;
+        message.mDirection = OTA_DIRECTION_UPLINK;
+        message.mData = messages[i % 3].data();
+        message.mLength = messages[i % 3].size();
+        EXPECT_TRUE(feed.Message(times[i], message));
+    }
+    EXPECT_TRUE(feed.Drain());
+    return sink.mRows;
+}
+
+// The feed's rule stated plainly: hold everything in (time, arrival) order and hand on the oldest while
+// the feed holds too many or the oldest lies further back than the window from the newest time seen.
+std::vector<std::string> ModelKinds(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries) {
+    const char* names[] = {"attach_request", "detach_request", "tau_request"};
+    std::map<std::pair<int64_t, size_t>, std::string> held;
+    std::vector<std::string> out;
+    int64_t newest = times.empty() ? 0 : times[0];
+    for (size_t i = 0; i < times.size(); ++i) {
+        newest = std::max(newest, times[i]);
+        held[{times[i], i}] = std::to_string(times[i]) + " " + names[i % 3];
+        while (!held.empty() && (held.size() > maxEntries || held.begin()->first.first < newest - windowMs)) {
+            out.push_back(held.begin()->second);
+            held.erase(held.begin());
+        }
+    }
+    for (const auto& entry : held) {
+        out.push_back(entry.second);
+    }
+    return out;
+}
+
+TEST(TimeOrderedFeed, HandsOnAsHoldingEverythingInOrderWould) {
+    // Copies of one recording (times repeating, as a recording of 100 copies of a capture), late logs
+    // scattered within and beyond the window, and bursts of equal times.
+    std::mt19937 random(7);
+    for (int round = 0; round < 40; ++round) {
+        std::vector<int64_t> times;
+        const int copies = 1 + round % 5;
+        const int perCopy = 50 + round * 7;
+        for (int copy = 0; copy < copies; ++copy) {
+            for (int i = 0; i < perCopy; ++i) {
+                int64_t time = i * 100;
+                if (random() % 5 == 0) {
+                    time -= random() % (round % 2 == 0 ? 3000 : 40000);  // delivered late
+                }
+                times.push_back(time);
+                if (random() % 9 == 0) {
+                    times.push_back(time);  // the same millisecond again
+                }
+            }
+        }
+        const size_t maxEntries = 8 + random() % 64;
+        EXPECT_EQ(FeedKinds(times, 30000, maxEntries), ModelKinds(times, 30000, maxEntries))
+            << "round " << round;
     }
 }
 
