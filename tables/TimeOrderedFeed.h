@@ -79,8 +79,8 @@ private:
     };
 
     bool Overdue(int64_t timeMs) const;
-    // An input that would leave again at once: the feed is full (or it is older than the window) and it
-    // is older than everything held, so it would be the oldest, and the only one due.
+    // An input that would leave again at once: the feed is full and it is older than everything held, so
+    // it would be the oldest, and the only one due.
     bool LeavesAtOnce(int64_t timeMs, size_t bytes) const;
     sEntry& NewEntry(int64_t timeMs, eEntryKind kind, uint32_t& slot);
     bool Push(int64_t timeMs, size_t bytes, uint32_t slot);

@@ -1,6 +1,6 @@
-// Finding the diagnostic interface in a USB configuration descriptor, on descriptor bytes built here the
-// way the USB specification lays them out: a phone whose diagnostic interface sits among several
-// vendor-specific ones, phones with two candidates and with none, and damaged descriptors.
+// Finding the diagnostic interface in a USB configuration descriptor, on descriptor bytes built here as a
+// device reports them: a phone whose diagnostic interface sits among several vendor-specific ones, phones
+// with two candidates and with none, and damaged descriptors.
 #include <gtest/gtest.h>
 
 #include <vector>

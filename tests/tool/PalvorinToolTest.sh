@@ -486,7 +486,21 @@ table_errors() {
         grep -q "$expected" err.txt || fail "'$*' said: $(cat err.txt)"
     }
     table_check "missing.isf" cells missing.isf
-    table_check "not a readable item store file" events "$data/raw_diag_stream_b.bin"
+    printf 'no item store file, no diagnostic stream either\n' >text.isf
+    table_check "not a readable item store file" events text.isf
+    # A raw stream is read through a temporary recording, made as record makes one and left nowhere.
+    mkdir -p scratch
+    "$palvorin" record -q "$data/raw_diag_stream_b.bin" b.isf >/dev/null
+    "$palvorin" messages --csv b.isf >from_isf.csv 2>/dev/null
+    TMPDIR="$PWD/scratch" "$palvorin" messages --csv "$data/raw_diag_stream_b.bin" >from_raw.csv 2>raw_err.txt ||
+        fail "messages of a raw stream: $(cat raw_err.txt)"
+    cmp -s from_isf.csv from_raw.csv || fail "a raw stream's messages differ from its recording's"
+    expect_eq "messages of the raw stream" "$(wc -l <from_raw.csv)" 19
+    grep -q "raw_diag_stream_b.bin: a raw diagnostic stream, 19 frames (0 bad)" raw_err.txt ||
+        fail "no note of the temporary recording: $(cat raw_err.txt)"
+    expect_eq "files left in TMPDIR" "$(ls scratch | wc -l)" 0
+    TMPDIR="$PWD/missing-dir" "$palvorin" cells "$data/raw_diag_stream_b.bin" >/dev/null 2>err.txt && fail "no room for the recording"
+    grep -q "cannot create a temporary file in $PWD/missing-dir" err.txt || fail "temporary file error: $(cat err.txt)"
     : >empty.isf
     table_check "empty.isf" measurements empty.isf
     local status=0

@@ -182,7 +182,9 @@ int main(int argc, char** argv) {
     bool tableJson = false;
     for (const auto& command : kTableCommands) {
         CLI::App* sub = app.add_subcommand(TableDef(command.mTable).mName, command.mHelp);
-        sub->add_option("FILE", table.mPath, "the ISF file (one whose writer never closed it too)")
+        sub->add_option("FILE", table.mPath,
+                        "the ISF file (one whose writer never closed it too), or a raw diagnostic stream, "
+                        "read through a temporary recording made as record makes one")
             ->required();
         CLI::Option* csvOption = sub->add_flag("--csv", csv, "CSV with a header line, for programs");
         sub->add_flag("--json", tableJson, "a JSON array of objects, one per row and line, for programs")

@@ -3,12 +3,16 @@
 // error that accounts for every item read. The file is walked item by item; nothing is kept per item.
 
 #include <errno.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
+#include "stream/CaptureFileKind.h"
+#include "stream/RawRecording.h"
 #include "tables/CaptureTables.h"
 #include "tables/TableWriter.h"
 #include "tools/palvorin/Commands.h"
@@ -92,15 +96,50 @@ void Summary(eTable table, const std::string& path, uint64_t rows, const sTableS
     }
 }
 
-}  // namespace
+// A raw diagnostic stream is recorded as `palvorin record` would (the packets' own clock) into a temporary
+// ISF file, which is unlinked as soon as it is open again, so that nothing is left behind; `path` becomes
+// that open file's name under /proc. False with the reason in `error`.
+bool RecordTemporarily(const std::string& raw, int& fd, std::string& path, std::string& error) {
+    const char* tmp = getenv("TMPDIR");
+    std::string name = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/palvorin-XXXXXX.isf";
+    const int made = mkstemps(&name[0], 4);
+    if (made < 0) {
+        error =
+            "cannot create a temporary file in " + name.substr(0, name.rfind('/')) + ": " + strerror(errno);
+        return false;
+    }
+    close(made);
+    const sRawRecording recording = RecordRawFile(raw, name);
+    if (recording.mStatus != RAW_RECORDING_OK || recording.mFrames == 0) {
+        unlink(name.c_str());
+        error = recording.mStatus != RAW_RECORDING_OK ? RawRecordingError(recording, raw, name)
+                                                      : raw + ": no frame of a diagnostic stream in it";
+        return false;
+    }
+    fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    const int openError = errno;
+    unlink(name.c_str());
+    if (fd < 0) {
+        error = "cannot open the recording of " + raw + ": " + strerror(openError);
+        return false;
+    }
+    path = "/proc/self/fd/" + std::to_string(fd);
+    fprintf(stderr,
+            "%s: a raw diagnostic stream, %" PRIu64 " frames (%" PRIu64
+            " bad), read through a "
+            "temporary recording\n",
+            raw.c_str(), recording.mFrames, recording.mBadFrames);
+    return true;
+}
 
-int RunTable(const sTableOptions& options) {
+// One table of the ISF file at `path` (`options.mPath` is the name the user gave).
+int RunTableOn(const sTableOptions& options, const std::string& path) {
     cStandardOutput output;
     cTableWriter writer(options.mTable, options.mFormat, output);
     sTableSummary summary;
     std::string error;
     uint64_t problems = 0;
-    if (!ReadCaptureTables(options.mPath, TableBit(options.mTable), writer, summary, error, &problems)) {
+    if (!ReadCaptureTables(path, TableBit(options.mTable), writer, summary, error, &problems)) {
         fprintf(stderr, "palvorin: %s\n", error.c_str());
         return 1;
     }
@@ -111,4 +150,24 @@ int RunTable(const sTableOptions& options) {
     }
     Summary(options.mTable, options.mPath, writer.Rows(), summary, problems);
     return 0;
+}
+
+}  // namespace
+
+int RunTable(const sTableOptions& options) {
+    std::string path = options.mPath;
+    int recorded = -1;
+    int kindError = 0;
+    if (CaptureFileKindOf(options.mPath, kindError) == CAPTURE_FILE_RAW) {
+        std::string error;
+        if (!RecordTemporarily(options.mPath, recorded, path, error)) {
+            fprintf(stderr, "palvorin: %s\n", error.c_str());
+            return 1;
+        }
+    }
+    const int status = RunTableOn(options, path);
+    if (recorded >= 0) {
+        close(recorded);
+    }
+    return status;
 }
