@@ -146,6 +146,13 @@ TEST(SQLiteBatch, AReadSeesTheRowsHeldAndARollbackDropsThem) {
     ASSERT_TRUE(db.Commit());
     ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows));
     EXPECT_EQ(rows[0][0], "1");
+    // Rows held with no transaction open (SQLite ended it by itself, as after a full disk): dropped too.
+    for (size_t n = 0; n < 2; ++n) {
+        ASSERT_TRUE(db.Insert(messages, sRow(messages, n).mValues.data()));
+    }
+    ASSERT_TRUE(db.Rollback());
+    ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows));
+    EXPECT_EQ(rows[0][0], "1");
 }
 
 TEST(SQLiteBatch, ARowTheDatabaseRefusesFailsItsBatchOrTheCommit) {
