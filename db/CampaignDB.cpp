@@ -255,8 +255,24 @@ struct cCampaignDB::sState {
     }
 
     eDBAddResult AddFile(const std::string& path, sDBAddSummary& summary, const std::string& source);
-    eDBAddResult CopyFile(cSQLiteBackend& source, const std::vector<std::string>& file, bool& added);
+    eDBAddResult CopyFile(cSQLiteBackend* source, const std::vector<std::string>& file, bool& added);
 };
+
+namespace {
+
+// The name a worker's database is attached under while a SQLite campaign copies its files.
+const char* const kAttached = "campaign_source";
+
+// Copies the rows of `table` of the attached database's file `sourceId` under `fileId`, inside SQLite: no
+// value leaves it, none is converted.
+std::string CopyRowsSQL(const sTableDef& table, const std::string& sourceId, int64_t fileId) {
+    const std::string columns = ColumnList(table, 1);
+    return std::string("INSERT INTO main.") + table.mName + " (" + ColumnList(table) + ") SELECT " +
+           std::to_string(fileId) + ", " + columns + " FROM " + kAttached + "." + table.mName +
+           " WHERE file_id = " + sourceId + " ORDER BY rowid";
+}
+
+}  // namespace
 
 eDBAddResult cCampaignDB::sState::AddFile(const std::string& path, sDBAddSummary& summary,
                                           const std::string& source) {
@@ -336,8 +352,9 @@ eDBAddResult cCampaignDB::sState::AddFile(const std::string& path, sDBAddSummary
     return DB_ADDED;
 }
 
-// Copies one file of a worker's database (its files row as text) with its rows, unless it is here.
-eDBAddResult cCampaignDB::sState::CopyFile(cSQLiteBackend& source, const std::vector<std::string>& file,
+// Copies one file of a worker's database (its files row as text) with its rows, unless it is here: from
+// `source` row by row, or, with no `source`, from the database attached to this SQLite one.
+eDBAddResult cCampaignDB::sState::CopyFile(cSQLiteBackend* source, const std::vector<std::string>& file,
                                            bool& added) {
     cDBBackend& db = *mBackend;
     added = false;
@@ -382,9 +399,15 @@ eDBAddResult cCampaignDB::sState::CopyFile(cSQLiteBackend& source, const std::ve
         if (table == nullptr) {
             continue;
         }
+        if (source == nullptr) {
+            if (!db.Execute(CopyRowsSQL(*table, file[FILE_ID], id))) {
+                return Abort(DB_DATABASE_FAILED, db.Error());
+            }
+            continue;
+        }
         cRowCopier copier(db, *table, id);
-        if (!source.Select(*table, "file_id = " + file[FILE_ID], copier)) {
-            return Abort(DB_DATABASE_FAILED, copier.mFailed ? db.Error() : source.Error());
+        if (!source->Select(*table, "file_id = " + file[FILE_ID], copier)) {
+            return Abort(DB_DATABASE_FAILED, copier.mFailed ? db.Error() : source->Error());
         }
     }
     if (!db.Commit()) {
@@ -463,15 +486,40 @@ eDBAddResult cCampaignDB::AddDatabase(const std::string& sqlitePath, uint64_t& a
         mState->mError = source.Error();
         return DB_DATABASE_FAILED;
     }
+    // Into SQLite, the worker's database is attached and each table's rows are copied by one statement;
+    // into PostgreSQL they go row by row.
+    cDBBackend& db = *mState->mBackend;
+    const bool attach = db.Engine() == DB_SQLITE;
+    if (attach) {
+        sValue path;
+        path.mNull = false;
+        path.mText = sqlitePath.data();
+        path.mSize = sqlitePath.size();
+        // A database an earlier merge could not detach is detached first.
+        int64_t attached = 0;
+        if (!mState->Count(
+                std::string("SELECT count(*) FROM pragma_database_list WHERE name = '") + kAttached + "'",
+                attached) ||
+            (attached > 0 && !db.Execute(std::string("DETACH DATABASE ") + kAttached)) ||
+            !db.Execute("ATTACH DATABASE " + Literal(path, COLUMN_TEXT, DB_SQLITE) + " AS " + kAttached)) {
+            mState->mError = db.Error();
+            return DB_DATABASE_FAILED;
+        }
+    }
+    eDBAddResult result = DB_ADDED;
     for (const std::vector<std::string>& file : rows) {
         bool copied = false;
-        const eDBAddResult result = mState->CopyFile(source, file, copied);
-        if (result == DB_DATABASE_FAILED) {
-            return result;
+        if (mState->CopyFile(attach ? nullptr : &source, file, copied) == DB_DATABASE_FAILED) {
+            result = DB_DATABASE_FAILED;
+            break;
         }
         ++(copied ? added : present);
     }
-    return DB_ADDED;
+    if (attach && !db.Execute(std::string("DETACH DATABASE ") + kAttached) && result == DB_ADDED) {
+        mState->mError = db.Error();
+        result = DB_DATABASE_FAILED;
+    }
+    return result;
 }
 
 bool cCampaignDB::BeginBulkLoad() {

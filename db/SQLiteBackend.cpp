@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <cmath>
+#include <memory>
+#include <string>
 
 #include "db/CampaignSchema.h"
 #include "db/DBTime.h"
@@ -26,10 +28,80 @@ const char* const kPragmas =
 
 }  // namespace
 
-cSQLiteBackend::~cSQLiteBackend() {
-    for (auto& insert : mInserts) {
-        sqlite3_finalize(insert.second);
+// The rows of one table held for the next multi-row insert. Texts and blobs are copied into mBytes (the
+// caller's values live only during Insert), their offsets there kept in mInt until the flush binds them.
+struct cSQLiteBackend::sPending {
+    const sTableDef* mTable = nullptr;
+    sqlite3_stmt* mSingle = nullptr;  // owned: the insert of one row
+    sqlite3_stmt* mBatch = nullptr;   // owned: the insert of kSQLiteBatchRows rows
+    std::vector<sValue> mValues;      // kSQLiteBatchRows rows of mTable->mCount values
+    std::string mBytes;
+    std::vector<char> mTimes;  // the time texts bound by a flush, kDBTimeTextSize per value
+    size_t mRows = 0;
+
+    explicit sPending(const sTableDef& table)
+        : mTable(&table),
+          mValues(kSQLiteBatchRows * table.mCount),
+          mTimes(kSQLiteBatchRows * table.mCount * kDBTimeTextSize) {}
+    ~sPending() {
+        sqlite3_finalize(mSingle);
+        sqlite3_finalize(mBatch);
     }
+    sPending(const sPending&) = delete;
+    sPending& operator=(const sPending&) = delete;
+
+    // Binds the row held at `row` to the parameters from `first` (1-based) on.
+    void Bind(sqlite3_stmt* statement, int first, size_t row) {
+        const size_t count = mTable->mCount;
+        for (size_t i = 0; i < count; ++i) {
+            const sValue& value = mValues[row * count + i];
+            const int at = first + static_cast<int>(i);
+            if (value.mNull) {
+                sqlite3_bind_null(statement, at);
+                continue;
+            }
+            switch (mTable->mColumns[i].mType) {
+                case COLUMN_TIME: {
+                    char* text = &mTimes[(row * count + i) * kDBTimeTextSize];
+                    if (FormatDBTime(value.mInt, text)) {
+                        sqlite3_bind_text(statement, at, text, kDBTimeTextSize, SQLITE_STATIC);
+                    } else {
+                        sqlite3_bind_null(statement, at);
+                    }
+                    break;
+                }
+                case COLUMN_INT:
+                case COLUMN_CODE:
+                    sqlite3_bind_int64(statement, at, value.mInt);
+                    break;
+                case COLUMN_REAL:
+                    if (std::isfinite(value.mReal)) {
+                        sqlite3_bind_double(statement, at, value.mReal);
+                    } else {
+                        sqlite3_bind_null(statement, at);
+                    }
+                    break;
+                case COLUMN_TEXT:
+                    sqlite3_bind_text(statement, at, mBytes.data() + value.mInt,
+                                      static_cast<int>(value.mSize), SQLITE_STATIC);
+                    break;
+                case COLUMN_BYTES:
+                    if (value.mSize == 0) {
+                        sqlite3_bind_zeroblob(statement, at, 0);  // a null pointer would bind NULL
+                    } else {
+                        sqlite3_bind_blob(statement, at, mBytes.data() + value.mInt,
+                                          static_cast<int>(value.mSize), SQLITE_STATIC);
+                    }
+                    break;
+            }
+        }
+    }
+};
+
+cSQLiteBackend::cSQLiteBackend() {}
+
+cSQLiteBackend::~cSQLiteBackend() {
+    mPending.clear();
     sqlite3_close(mDB);
 }
 
@@ -61,6 +133,9 @@ bool cSQLiteBackend::Open(const std::string& path, bool readOnly) {
 }
 
 bool cSQLiteBackend::Execute(const std::string& sql) {
+    if (!FlushAll()) {
+        return false;
+    }
     char* message = nullptr;
     if (sqlite3_exec(mDB, sql.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
         mError = mName + ": " + (message != nullptr ? message : sqlite3_errmsg(mDB));
@@ -72,6 +147,9 @@ bool cSQLiteBackend::Execute(const std::string& sql) {
 
 bool cSQLiteBackend::Query(const std::string& sql, std::vector<std::vector<std::string>>& rows) {
     rows.clear();
+    if (!FlushAll()) {
+        return false;
+    }
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(mDB, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
         return Fail("cannot prepare a query");
@@ -99,100 +177,125 @@ bool cSQLiteBackend::Begin() {
 }
 
 bool cSQLiteBackend::Commit() {
-    return Execute("COMMIT");
+    return Execute("COMMIT");  // which writes the rows held first
 }
 
 bool cSQLiteBackend::Rollback() {
+    DropPending();
     // SQLite may have rolled back by itself (disk full, out of memory): then there is nothing left to undo.
     return sqlite3_get_autocommit(mDB) != 0 || Execute("ROLLBACK");
 }
 
-sqlite3_stmt* cSQLiteBackend::InsertStatement(const sTableDef& table) {
-    for (const auto& insert : mInserts) {
-        if (insert.first == &table) {
-            return insert.second;
-        }
-    }
-    std::string sql = std::string("INSERT INTO ") + table.mName + " (";
-    std::string marks;
+sqlite3_stmt* cSQLiteBackend::Prepare(const sTableDef& table, size_t rows) {
+    std::string sql = std::string("INSERT INTO ") + table.mName + " (" + ColumnList(table) + ") VALUES ";
+    std::string marks = "(";
     for (size_t i = 0; i < table.mCount; ++i) {
-        sql += std::string(i == 0 ? "" : ", ") + table.mColumns[i].mName;
         marks += i == 0 ? "?" : ", ?";
     }
-    sql += ") VALUES (" + marks + ")";
+    marks += ")";
+    for (size_t row = 0; row < rows; ++row) {
+        sql += (row == 0 ? "" : ", ") + marks;
+    }
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v3(mDB, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
         SQLITE_OK) {
         Fail(std::string("cannot prepare the insert into ") + table.mName);
         return nullptr;
     }
-    mInserts.emplace_back(&table, statement);
     return statement;
 }
 
-bool cSQLiteBackend::Insert(const sTableDef& table, const sValue* values) {
-    sqlite3_stmt* statement = InsertStatement(table);
-    if (statement == nullptr) {
-        return false;
-    }
-    // Time texts bound without a copy: they live until the step below (a table has one or two).
-    const size_t kTimes = 4;
-    char times[kTimes][kDBTimeTextSize];
-    size_t timeCount = 0;
-    for (size_t i = 0; i < table.mCount; ++i) {
-        const sValue& value = values[i];
-        const int at = static_cast<int>(i + 1);
-        if (value.mNull) {
-            sqlite3_bind_null(statement, at);
-            continue;
-        }
-        switch (table.mColumns[i].mType) {
-            case COLUMN_TIME:
-                if (timeCount < kTimes && FormatDBTime(value.mInt, times[timeCount])) {
-                    sqlite3_bind_text(statement, at, times[timeCount++], kDBTimeTextSize, SQLITE_STATIC);
-                } else {
-                    char text[kDBTimeTextSize];
-                    if (FormatDBTime(value.mInt, text)) {
-                        sqlite3_bind_text(statement, at, text, kDBTimeTextSize, SQLITE_TRANSIENT);
-                    } else {
-                        sqlite3_bind_null(statement, at);
-                    }
-                }
-                break;
-            case COLUMN_INT:
-            case COLUMN_CODE:
-                sqlite3_bind_int64(statement, at, value.mInt);
-                break;
-            case COLUMN_REAL:
-                if (std::isfinite(value.mReal)) {
-                    sqlite3_bind_double(statement, at, value.mReal);
-                } else {
-                    sqlite3_bind_null(statement, at);
-                }
-                break;
-            case COLUMN_TEXT:
-                sqlite3_bind_text(statement, at, value.mText != nullptr ? value.mText : "",
-                                  static_cast<int>(value.mSize), SQLITE_STATIC);
-                break;
-            case COLUMN_BYTES:
-                if (value.mSize == 0) {
-                    sqlite3_bind_zeroblob(statement, at, 0);  // a null pointer would bind NULL
-                } else {
-                    sqlite3_bind_blob(statement, at, value.mText, static_cast<int>(value.mSize),
-                                      SQLITE_STATIC);
-                }
-                break;
+cSQLiteBackend::sPending* cSQLiteBackend::Pending(const sTableDef& table) {
+    for (const auto& pending : mPending) {
+        if (pending->mTable == &table) {
+            return pending.get();
         }
     }
-    const int status = sqlite3_step(statement);
-    sqlite3_reset(statement);
+    auto pending = std::make_unique<sPending>(table);
+    pending->mSingle = Prepare(table, 1);
+    if (pending->mSingle == nullptr) {
+        return nullptr;
+    }
+    mPending.push_back(std::move(pending));
+    return mPending.back().get();
+}
+
+bool cSQLiteBackend::Flush(sPending& pending) {
+    const sTableDef& table = *pending.mTable;
+    const size_t rows = pending.mRows;
+    pending.mRows = 0;
+    int status = SQLITE_DONE;
+    if (rows == kSQLiteBatchRows) {
+        if (pending.mBatch == nullptr && (pending.mBatch = Prepare(table, kSQLiteBatchRows)) == nullptr) {
+            pending.mBytes.clear();
+            return false;
+        }
+        for (size_t row = 0; row < rows; ++row) {
+            pending.Bind(pending.mBatch, static_cast<int>(row * table.mCount + 1), row);
+        }
+        status = sqlite3_step(pending.mBatch);
+        sqlite3_reset(pending.mBatch);
+    } else {
+        for (size_t row = 0; row < rows && status == SQLITE_DONE; ++row) {
+            pending.Bind(pending.mSingle, 1, row);
+            status = sqlite3_step(pending.mSingle);
+            sqlite3_reset(pending.mSingle);
+        }
+    }
+    pending.mBytes.clear();
     if (status != SQLITE_DONE) {
         return Fail(std::string("cannot insert into ") + table.mName);
     }
     return true;
 }
 
+bool cSQLiteBackend::FlushAll() {
+    for (const auto& pending : mPending) {
+        if (pending->mRows > 0 && !Flush(*pending)) {
+            DropPending();
+            return false;
+        }
+    }
+    return true;
+}
+
+void cSQLiteBackend::DropPending() {
+    for (const auto& pending : mPending) {
+        pending->mRows = 0;
+        pending->mBytes.clear();
+    }
+}
+
+bool cSQLiteBackend::Insert(const sTableDef& table, const sValue* values) {
+    sPending* pending = Pending(table);
+    if (pending == nullptr) {
+        return false;
+    }
+    sValue* row = &pending->mValues[pending->mRows * table.mCount];
+    for (size_t i = 0; i < table.mCount; ++i) {
+        row[i] = values[i];
+        const eColumnType type = table.mColumns[i].mType;
+        if (!values[i].mNull && (type == COLUMN_TEXT || type == COLUMN_BYTES)) {
+            row[i].mInt = static_cast<int64_t>(pending->mBytes.size());
+            row[i].mText = nullptr;
+            row[i].mSize = values[i].mText != nullptr ? values[i].mSize : 0;
+            pending->mBytes.append(values[i].mText != nullptr ? values[i].mText : "", row[i].mSize);
+        }
+    }
+    if (++pending->mRows < kSQLiteBatchRows) {
+        return true;
+    }
+    if (!Flush(*pending)) {
+        DropPending();
+        return false;
+    }
+    return true;
+}
+
 bool cSQLiteBackend::Select(const sTableDef& table, const std::string& where, cDBRowSink& sink) {
+    if (!FlushAll()) {
+        return false;
+    }
     const std::string sql =
         "SELECT " + ColumnList(table) + " FROM " + table.mName + " WHERE " + where + " ORDER BY rowid";
     sqlite3_stmt* statement = nullptr;

@@ -1,14 +1,20 @@
-// The campaign database in a SQLite file: prepared inserts, one per table, bound and stepped row by row.
+// The campaign database in a SQLite file: the rows of each table are held and written kSQLiteBatchRows at a
+// time by one prepared multi-row insert (one pass through SQLite's statement engine for the batch instead of
+// one per row); the rows held when a statement, the commit or a read comes are written row by row first.
 #pragma once
 
+#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "db/DBBackend.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
+
+// Rows per multi-row insert: 64 rows of the widest table are far below SQLite's limit of bound values
+// (32,766), and larger batches gain nothing more.
+const size_t kSQLiteBatchRows = 64;
 
 // Receives rows read back from a database (cSQLiteBackend::Select).
 class cDBRowSink {
@@ -20,7 +26,7 @@ public:
 
 class cSQLiteBackend : public cDBBackend {
 public:
-    cSQLiteBackend() {}
+    cSQLiteBackend();
     ~cSQLiteBackend() override;
 
     // Opens the database file at `path`, created when missing unless `readOnly`. False when it cannot, or
@@ -45,11 +51,18 @@ public:
     cSQLiteBackend& operator=(const cSQLiteBackend&) = delete;
 
 private:
+    struct sPending;
+
     bool Fail(const std::string& what);
-    sqlite3_stmt* InsertStatement(const sTableDef& table);
+    sqlite3_stmt* Prepare(const sTableDef& table, size_t rows);
+    sPending* Pending(const sTableDef& table);
+    // Writes the rows held: a full batch by the multi-row insert, fewer row by row.
+    bool Flush(sPending& pending);
+    bool FlushAll();
+    void DropPending();
 
     sqlite3* mDB = nullptr;  // owned
     std::string mName;
     std::string mError;
-    std::vector<std::pair<const sTableDef*, sqlite3_stmt*>> mInserts;  // statements owned
+    std::vector<std::unique_ptr<sPending>> mPending;  // one per table inserted into
 };

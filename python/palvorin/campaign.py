@@ -26,6 +26,7 @@ import hashlib
 import logging
 import os
 import pathlib
+import shutil
 import sqlite3
 import sys
 import tempfile
@@ -95,22 +96,28 @@ def file_sha256(path):
     return digest.hexdigest()
 
 
-def add_to_sqlite_copy(path, named, present):
-    """Adds one file to a new SQLite database of its own: (AddResult, the database's bytes when added).
-    A file whose SHA-256 is among `present` (the campaign's files when it began) is not read at all."""
+def add_to_sqlite_copy(path, named, present, handoff=None):
+    """Adds one file to a new SQLite database of its own: (AddResult, the database when added). A file
+    whose SHA-256 is among `present` (the campaign's files when it began) is not read at all. `handoff`,
+    a directory of the client's that this worker sees too (a local cluster), receives the database: the
+    database is then its directory there, which the client merges and removes; otherwise it is sent back
+    as compressed bytes."""
     ignored = _ignored(path, named)
     if ignored:
         return ignored, None
     sha256 = file_sha256(path) if present else None
     if sha256 in present:
         return AddResult(path, "already_present", sha256=sha256), None
+    if handoff and os.path.isdir(handoff):
+        directory = tempfile.mkdtemp(prefix="file-", dir=handoff)
+        result = _add_alone(path, os.path.join(directory, "file.sqlite"))
+        if result.status != "added":
+            shutil.rmtree(directory, ignore_errors=True)
+            return result, None
+        return result, directory
     with tempfile.TemporaryDirectory(prefix="palvorin-campaign-", dir=scratch_directory()) as directory:
         copy = os.path.join(directory, "file.sqlite")
-        try:
-            with Database(copy) as database:
-                result = database.add(path)
-        except Error as error:
-            return AddResult(path, "database_failed", error=f"worker database: {error}"), None
+        result = _add_alone(path, copy)
         if result.status != "added":
             return result, None
         # Mostly empty pages: a file of 18 messages makes 1.3 MB of database, 20 KB compressed. Compressed
@@ -122,6 +129,15 @@ def add_to_sqlite_copy(path, named, present):
                 pieces.append(compressor.compress(block))
         pieces.append(compressor.flush())
         return result, b"".join(pieces)
+
+
+def _add_alone(path, copy):
+    """Adds the file at `path` to a new SQLite database at `copy`."""
+    try:
+        with Database(copy) as database:
+            return database.add(path)
+    except Error as error:
+        return AddResult(path, "database_failed", error=f"worker database: {error}")
 
 
 # ---- In the client.
@@ -209,9 +225,15 @@ def present_files(target):
 
 
 def merge(database, result, data):
-    """In the client: merges a worker's SQLite database of one file into the campaign's."""
+    """In the client: merges a worker's SQLite database of one file into the campaign's. `data`: the
+    database's directory in the hand-off directory (removed here), or its compressed bytes."""
     if data is None:
         return result
+    if isinstance(data, str):
+        try:
+            return _merge_file(database, result, os.path.join(data, "file.sqlite"))
+        finally:
+            shutil.rmtree(data, ignore_errors=True)
     # A directory of its own: opening the copy leaves its write-ahead log beside it.
     with tempfile.TemporaryDirectory(prefix="palvorin-campaign-", dir=scratch_directory()) as directory:
         copy = os.path.join(directory, "file.sqlite")
@@ -221,10 +243,14 @@ def merge(database, result, data):
             for at in range(0, len(data), 1 << 16):
                 out.write(decompressor.decompress(data[at:at + (1 << 16)]))
             out.write(decompressor.flush())
-        try:
-            added, _ = database.add_database(copy)
-        except Error as error:
-            return dataclasses.replace(result, status="database_failed", error=str(error))
+        return _merge_file(database, result, copy)
+
+
+def _merge_file(database, result, copy):
+    try:
+        added, _ = database.add_database(copy)
+    except Error as error:
+        return dataclasses.replace(result, status="database_failed", error=str(error))
     return result if added else dataclasses.replace(result, status="already_present", rows={})
 
 
@@ -267,6 +293,7 @@ def run(args):
     start = time.monotonic()
     client, cluster = start_dask(args)
     outcome = Outcome()
+    stack = contextlib.ExitStack()  # the hand-off directory, removed once the cluster is closed
     try:
         from distributed import as_completed
 
@@ -280,7 +307,13 @@ def run(args):
         else:
             # In a list: scatter would send a set's members one by one.
             [present] = client.scatter([present_files(args.db)], broadcast=True)
-            futures = [client.submit(tasks.add_to_sqlite_copy, path, named, present, pure=False)
+            # The workers of a local cluster leave their databases in a directory of this process's
+            # instead of sending them.
+            handoff = None
+            if cluster is not None:
+                handoff = stack.enter_context(tempfile.TemporaryDirectory(prefix="palvorin-campaign-",
+                                                                          dir=scratch_directory()))
+            futures = [client.submit(tasks.add_to_sqlite_copy, path, named, present, handoff, pure=False)
                        for path, named in files]
         paths = {future.key: path for future, (path, _) in zip(futures, files)}
         progress = Progress(len(futures))
@@ -303,6 +336,7 @@ def run(args):
         if cluster is not None:
             cluster.close()
         database.close()
+        stack.close()
     workers = "the scheduler's workers" if args.scheduler else f"{args.workers} workers"
     report(args.db, len(files), outcome, time.monotonic() - start, workers)
     return 1 if outcome.failed else 0

@@ -222,3 +222,33 @@ class Campaign(unittest.TestCase):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+class HandOff(unittest.TestCase):
+    """A worker of a local cluster leaves its one-file database in the client's hand-off directory; the
+    client merges it from there and removes it; a file that fails leaves nothing there."""
+
+    def test_a_database_left_in_the_hand_off_directory_is_merged_and_removed(self):
+        from palvorin import campaign as tasks
+        with TempDir() as temp:
+            handoff = temp.file("handoff")
+            os.mkdir(handoff)
+            result, data = tasks.add_to_sqlite_copy(STREAM_B, True, frozenset(), handoff)
+            self.assertEqual(result.status, "added", result.error)
+            self.assertEqual(os.path.dirname(data), handoff)
+            with palvorin.Database(temp.file("campaign.sqlite")) as database:
+                merged = tasks.merge(database, result, data)
+                self.assertEqual(merged.status, "added", merged.error)
+                self.assertEqual(os.listdir(handoff), [])
+                # The same file again: present, and the hand-off directory is left empty again.
+                again = tasks.merge(database, *tasks.add_to_sqlite_copy(STREAM_B, True, frozenset(), handoff))
+                self.assertEqual(again.status, "already_present")
+                self.assertEqual(os.listdir(handoff), [])
+            with sqlite3.connect(temp.file("campaign.sqlite")) as connection:
+                self.assertEqual(connection.execute("SELECT count(*) FROM messages").fetchone()[0], 18)
+            damaged = temp.file("cut.log")
+            with open(damaged, "wb") as out:
+                out.write(b"not a capture")
+            result, data = tasks.add_to_sqlite_copy(damaged, True, frozenset(), handoff)
+            self.assertEqual((result.status, data), ("file_failed", None))
+            self.assertEqual(os.listdir(handoff), [])

@@ -1,0 +1,303 @@
+// The SQLite writer's multi-row inserts and its merge of a worker's database: rows held for a batch come
+// out exactly as rows written one statement each (SQL literals, an independent path), at every batch
+// boundary; a failure drops what is held; a merge copies every file under this database's ids, skips
+// files already here and leaves nothing of a file whose copy fails.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "db/CampaignDB.h"
+#include "db/CampaignSchema.h"
+#include "db/SQLiteBackend.h"
+#include "tests/db/FaultBackend.h"
+#include "tests/db/Recording.h"
+
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+struct sTempDir {
+    std::string mPath;
+    sTempDir() {
+        char name[] = "/tmp/palvorin-batch-XXXXXX";
+        mPath = mkdtemp(name) != nullptr ? name : "";
+    }
+    ~sTempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+};
+
+// Row `n` of `table`: every column's value differs from row to row; some are null, some texts and blobs
+// empty, some blobs long, so that the held bytes of a batch are not all of one size.
+struct sRow {
+    std::vector<sValue> mValues;
+    std::string mText;
+    std::string mBytes;
+    sRow(const sTableDef& table, size_t n) : mValues(table.mCount) {
+        mText = std::string(n % 3, 'a' + n % 26) + "'";
+        mBytes = std::string(n % 5 == 0 ? 0 : n % 200, static_cast<char>(n));
+        for (size_t i = 0; i < table.mCount; ++i) {
+            sValue& v = mValues[i];
+            v.mNull = i > 0 && (n + i) % 7 == 0;
+            switch (table.mColumns[i].mType) {
+                case COLUMN_TIME:
+                    v.mInt = 1438395100984 + static_cast<int64_t>(n * 37 + i);
+                    break;
+                case COLUMN_INT:
+                case COLUMN_CODE:
+                    v.mInt = static_cast<int64_t>(n * 1000 + i) * (n % 2 == 0 ? 1 : -1);
+                    break;
+                case COLUMN_REAL:
+                    v.mReal = static_cast<double>(n) / 4 - 100;
+                    break;
+                case COLUMN_TEXT:
+                    v.mText = mText.data();
+                    v.mSize = mText.size();
+                    break;
+                case COLUMN_BYTES:
+                    v.mText = mBytes.data();
+                    v.mSize = mBytes.size();
+                    break;
+            }
+        }
+    }
+};
+
+// Every row of `table` in the database at `path`, each column as text, in the order they were added.
+Rows Contents(const std::string& path, const sTableDef& table) {
+    cSQLiteBackend db;
+    EXPECT_TRUE(db.Open(path)) << db.Error();
+    std::string columns;
+    for (size_t i = 0; i < table.mCount; ++i) {
+        const std::string name = table.mColumns[i].mName;
+        columns += (i == 0 ? "" : ", ") + ("typeof(" + name + ") || ':' || coalesce(quote(" + name + "), ''");
+        columns += ")";
+    }
+    Rows rows;
+    EXPECT_TRUE(db.Query("SELECT " + columns + " FROM " + table.mName + " ORDER BY rowid", rows))
+        << db.Error();
+    return rows;
+}
+
+std::string NewCampaign(const std::string& path) {
+    cCampaignDB db;
+    EXPECT_TRUE(db.Open(path)) << db.Error();
+    return path;
+}
+
+TEST(SQLiteBatch, RowsOfBatchesAndRemaindersAreThoseOfOneStatementEach) {
+    const sTableDef& messages = *StoredTable(TABLE_MESSAGES);
+    const sTableDef& measurements = *StoredTable(TABLE_MEASUREMENTS);
+    const size_t batch = kSQLiteBatchRows;
+    for (const size_t count : {size_t(0), size_t(1), batch - 1, batch, batch + 1, 2 * batch + 3}) {
+        SCOPED_TRACE(count);
+        sTempDir dir;
+        const std::string batched = NewCampaign(dir.mPath + "/batched.db");
+        const std::string single = NewCampaign(dir.mPath + "/single.db");
+        cSQLiteBackend a;
+        cSQLiteBackend b;
+        ASSERT_TRUE(a.Open(batched) && b.Open(single));
+        ASSERT_TRUE(a.Begin() && b.Begin());
+        for (size_t n = 0; n < count; ++n) {
+            // Two tables interleaved: each holds its own rows.
+            for (const sTableDef* table : {&messages, &measurements}) {
+                const sRow row(*table, n);
+                ASSERT_TRUE(a.Insert(*table, row.mValues.data())) << a.Error();
+                std::string sql = std::string("INSERT INTO ") + table->mName + " VALUES (";
+                for (size_t i = 0; i < table->mCount; ++i) {
+                    sql +=
+                        (i == 0 ? "" : ", ") + Literal(row.mValues[i], table->mColumns[i].mType, DB_SQLITE);
+                }
+                ASSERT_TRUE(b.Execute(sql + ")")) << b.Error();
+            }
+        }
+        ASSERT_TRUE(a.Commit() && b.Commit()) << a.Error();
+        for (const sTableDef* table : {&messages, &measurements}) {
+            const Rows got = Contents(batched, *table);
+            EXPECT_EQ(got.size(), count);
+            EXPECT_EQ(got, Contents(single, *table)) << table->mName;
+        }
+    }
+}
+
+TEST(SQLiteBatch, AReadSeesTheRowsHeldAndARollbackDropsThem) {
+    sTempDir dir;
+    const std::string path = NewCampaign(dir.mPath + "/campaign.db");
+    const sTableDef& messages = *StoredTable(TABLE_MESSAGES);
+    cSQLiteBackend db;
+    ASSERT_TRUE(db.Open(path));
+    ASSERT_TRUE(db.Begin());
+    for (size_t n = 0; n < kSQLiteBatchRows + 5; ++n) {
+        ASSERT_TRUE(db.Insert(messages, sRow(messages, n).mValues.data()));
+    }
+    Rows rows;
+    ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows)) << db.Error();
+    EXPECT_EQ(rows[0][0], std::to_string(kSQLiteBatchRows + 5));
+    for (size_t n = 0; n < 3; ++n) {
+        ASSERT_TRUE(db.Insert(messages, sRow(messages, n).mValues.data()));
+    }
+    ASSERT_TRUE(db.Rollback());
+    ASSERT_TRUE(db.Begin());
+    ASSERT_TRUE(db.Insert(messages, sRow(messages, 9).mValues.data()));
+    ASSERT_TRUE(db.Commit());
+    ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows));
+    EXPECT_EQ(rows[0][0], "1");
+    // Rows held with no transaction open (SQLite ended it by itself, as after a full disk): dropped too.
+    for (size_t n = 0; n < 2; ++n) {
+        ASSERT_TRUE(db.Insert(messages, sRow(messages, n).mValues.data()));
+    }
+    ASSERT_TRUE(db.Rollback());
+    ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows));
+    EXPECT_EQ(rows[0][0], "1");
+}
+
+TEST(SQLiteBatch, ARowTheDatabaseRefusesFailsItsBatchOrTheCommit) {
+    const sTableDef& messages = *StoredTable(TABLE_MESSAGES);
+    // file_id is NOT NULL: the row at `bad` is refused when its batch, or the remainder, is written.
+    for (const size_t bad : {size_t(0), kSQLiteBatchRows - 1, kSQLiteBatchRows + 2}) {
+        SCOPED_TRACE(bad);
+        sTempDir dir;
+        const std::string path = NewCampaign(dir.mPath + "/campaign.db");
+        cSQLiteBackend db;
+        ASSERT_TRUE(db.Open(path));
+        ASSERT_TRUE(db.Begin());
+        bool refused = false;
+        for (size_t n = 0; n < kSQLiteBatchRows + 5 && !refused; ++n) {
+            sRow row(messages, n);
+            row.mValues[0].mNull = n == bad;
+            refused = !db.Insert(messages, row.mValues.data());
+            EXPECT_EQ(refused, n == kSQLiteBatchRows - 1 && bad < kSQLiteBatchRows) << n;
+        }
+        EXPECT_FALSE(!refused && db.Commit());
+        EXPECT_NE(db.Error().find("cannot insert into messages"), std::string::npos) << db.Error();
+        EXPECT_NE(db.Error().find("NOT NULL"), std::string::npos) << db.Error();
+        ASSERT_TRUE(db.Rollback());
+        Rows rows;
+        ASSERT_TRUE(db.Query("SELECT count(*) FROM messages", rows));
+        EXPECT_EQ(rows[0][0], "0");
+    }
+}
+
+// Worker databases as a campaign makes them: A alone; B, then A again.
+struct sWorkers {
+    sTempDir mDir;
+    std::string mA;
+    std::string mB;
+    std::string mOne;
+    std::string mTwo;
+    sWorkers() {
+        const std::string data = PALVORIN_TEST_DATA;
+        mA = mDir.mPath + "/a.isf";
+        mB = mDir.mPath + "/b.isf";
+        RecordStream(data + "/raw_diag_stream_a.bin", mA);
+        RecordStream(data + "/raw_diag_stream_b.bin", mB);
+        mOne = mDir.mPath + "/one.db";
+        mTwo = mDir.mPath + "/two.db";
+        cCampaignDB db;
+        sDBAddSummary summary;
+        EXPECT_TRUE(db.Open(mOne));
+        EXPECT_EQ(db.AddFile(mA, summary), DB_ADDED);
+        EXPECT_TRUE(db.Open(mTwo));
+        EXPECT_EQ(db.AddFile(mB, summary), DB_ADDED);
+        EXPECT_EQ(db.AddFile(mA, summary), DB_ADDED);
+    }
+};
+
+std::string One(cDBBackend& db, const std::string& sql) {
+    Rows rows;
+    EXPECT_TRUE(db.Query(sql, rows)) << db.Error();
+    return rows.empty() || rows[0].empty() ? "(no row)" : rows[0][0];
+}
+
+// Every file's rows under its own id, as many as the files row counts, and as many as the file's worker
+// database holds for it (by SHA-256).
+void ExpectRowsUnderTheirFiles(const std::string& campaign, const std::string& worker) {
+    cSQLiteBackend db;
+    ASSERT_TRUE(db.Open(campaign));
+    ASSERT_TRUE(db.Execute("ATTACH DATABASE '" + worker + "' AS w"));
+    for (const char* table : {"messages", "measurements", "cells", "events"}) {
+        const std::string t = table;
+        EXPECT_EQ(One(db, "SELECT count(*) FROM files f JOIN w.files g USING (sha256) WHERE f." + t +
+                              "_rows != (SELECT count(*) FROM main." + t + " WHERE file_id = f.id) OR f." +
+                              t + "_rows != (SELECT count(*) FROM w." + t + " WHERE file_id = g.id)"),
+                  "0")
+            << table;
+    }
+    // The messages themselves, in order, file by file.
+    EXPECT_EQ(One(db,
+                  "SELECT count(*) FROM files f JOIN w.files g USING (sha256) WHERE (SELECT "
+                  "group_concat(hex(message) || time_utc, ',') FROM (SELECT message, time_utc FROM "
+                  "main.messages WHERE file_id = f.id ORDER BY rowid)) IS NOT (SELECT "
+                  "group_concat(hex(message) || time_utc, ',') FROM (SELECT message, time_utc FROM "
+                  "w.messages WHERE file_id = g.id ORDER BY rowid))"),
+              "0");
+}
+
+TEST(SQLiteMerge, FilesGoInUnderThisDatabasesIdsOnce) {
+    const sWorkers workers;
+    sTempDir dir;
+    const std::string campaign = dir.mPath + "/campaign.db";
+    cCampaignDB db;
+    ASSERT_TRUE(db.Open(campaign));
+    uint64_t added = 0, present = 0;
+    // Two: B is id 1 there and becomes 2 here; A (2 there) is here already as 1.
+    ASSERT_EQ(db.AddDatabase(workers.mOne, added, present), DB_ADDED) << db.Error();
+    ASSERT_EQ(db.AddDatabase(workers.mTwo, added, present), DB_ADDED) << db.Error();
+    EXPECT_EQ(added, 1u);
+    EXPECT_EQ(present, 1u);
+    cSQLiteBackend look;
+    ASSERT_TRUE(look.Open(campaign));
+    EXPECT_EQ(One(look, "SELECT group_concat(id || substr(path, -5), ' ') FROM files ORDER BY id"),
+              "1a.isf 2b.isf");
+    EXPECT_EQ(One(look, "SELECT count(*) FROM messages WHERE file_id = 2"), "18");
+    EXPECT_EQ(One(look, "SELECT count(*) FROM messages WHERE file_id = 1"), "4852");
+    ExpectRowsUnderTheirFiles(campaign, workers.mTwo);
+    // Again: nothing changes, and the worker's database can be attached again (it was detached).
+    ASSERT_EQ(db.AddDatabase(workers.mTwo, added, present), DB_ADDED) << db.Error();
+    EXPECT_EQ(added, 0u);
+    EXPECT_EQ(present, 2u);
+    EXPECT_EQ(One(look, "SELECT count(*) FROM messages"), std::to_string(4852 + 18));
+}
+
+TEST(SQLiteMerge, AFailingCopyLeavesNothingOfTheFile) {
+    const sWorkers workers;
+    // The statements of a merge of one file: attach, a copy per table (messages first), detach.
+    const struct {
+        uint64_t mAt;
+        const char* mWhere;
+        const char* mFiles;  // left in the campaign after the failure
+    } faults[] = {
+        {1, "the attach", "0"},
+        {2, "the copy of the messages", "0"},
+        {5, "the copy of the last table", "0"},
+        {6, "the detach", "1"},
+    };
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.mWhere);
+        sTempDir dir;
+        const std::string campaign = NewCampaign(dir.mPath + "/campaign.db");
+        auto backend = std::make_unique<cSQLiteBackend>();
+        ASSERT_TRUE(backend->Open(campaign));
+        auto* faulty = new cFaultBackend(backend.release(), cFaultBackend::OP_EXECUTE, fault.mAt);
+        cCampaignDB db;
+        ASSERT_TRUE(db.OpenBackend(faulty)) << db.Error();
+        faulty->Arm();
+        uint64_t added = 0, present = 0;
+        EXPECT_EQ(db.AddDatabase(workers.mOne, added, present), DB_DATABASE_FAILED);
+        EXPECT_NE(db.Error().find("injected fault"), std::string::npos) << db.Error();
+        cSQLiteBackend look;
+        ASSERT_TRUE(look.Open(campaign));
+        EXPECT_EQ(One(look, "SELECT count(*) FROM files"), fault.mFiles);
+        EXPECT_EQ(One(look, "SELECT count(*) FROM messages"), fault.mFiles[0] == '0' ? "0" : "4852");
+        // The connection goes on: the same merge again puts the file in whole.
+        ASSERT_EQ(db.AddDatabase(workers.mTwo, added, present), DB_ADDED) << db.Error();
+        EXPECT_EQ(One(look, "SELECT count(*) FROM messages"), std::to_string(4852 + 18));
+        ExpectRowsUnderTheirFiles(campaign, workers.mTwo);
+    }
+}
+
+}  // namespace
