@@ -117,6 +117,14 @@ std::string CellOf(const sCellPeriod& period) {
     return "pci " + std::to_string(period.mCell.mCell) + " earfcn " + std::to_string(period.mCell.mDLChannel);
 }
 
+std::vector<eCellEntry> Entries(const cRecorder& sink, uint32_t subscription = 0) {
+    std::vector<eCellEntry> entries;
+    for (const sCellPeriod* period : sink.Periods(subscription)) {
+        entries.push_back(period->mEnteredBy);
+    }
+    return entries;
+}
+
 TEST(CellTimeline, HandoversOfTheDualSIMCaptureGoWhereTheCommandsSaid) {
     cRecorder sink;
     Feed(StreamPackets("dualsim_5g_20201116_195935.bin"), sink);
@@ -282,8 +290,8 @@ TEST(CellTimeline, HandoversWithTheirServingCellLogs) {
         EXPECT_EQ(agreement.mMIBs[1], 1u) << c.mSection;
     }
     // The primary cells of the serving measurements of the lte_bler section lie in their periods, but for the
-    // one at 10:19:35.800 of PCI 352 on EARFCN 3683, which interleaves every 1.28 s (a paging cycle) while the
-    // phone is connected on EARFCN 1825: a second SIM's idle cell, logged without a subscription.
+    // one at 10:19:35.800 of PCI 352 on EARFCN 3683, which interleaves every 1.28 s (a paging cycle) while
+    // the phone is connected on EARFCN 1825: a second SIM's idle cell, logged without a subscription.
     const std::vector<Bytes> bler = Section("timeline_sequences.txt", "lte_bler.bin");
     cRecorder sink;
     Feed(bler, sink);
@@ -347,18 +355,15 @@ TEST(CellTimeline, ReestablishmentAfterARadioLinkFailure) {
               std::vector<std::string>{"cause other failure, pci 193"});
     EXPECT_EQ(sink.Details(kEventReestablishment).size(), 1u);
     EXPECT_TRUE(sink.Details(kEventHandoverFailure).empty());
-    const std::vector<const sCellPeriod*> periods = sink.Periods(0);
     std::vector<std::string> cells;
-    std::vector<eCellEntry> entries;
-    for (const sCellPeriod* period : periods) {
+    for (const sCellPeriod* period : sink.Periods(0)) {
         cells.push_back(CellOf(*period));
-        entries.push_back(period->mEnteredBy);
     }
     EXPECT_EQ(cells, (std::vector<std::string>{"pci 225 earfcn 1825", "pci 193 earfcn 1825",
                                                "pci 216 earfcn 1825", "pci 352 earfcn 3683"}));
     // The connection on PCI 352 came without a release: how the phone got there is not known.
-    EXPECT_EQ(entries, (std::vector<eCellEntry>{CELL_ENTRY_FIRST, CELL_ENTRY_HANDOVER,
-                                                CELL_ENTRY_REESTABLISHMENT, CELL_ENTRY_UNKNOWN}));
+    EXPECT_EQ(Entries(sink), (std::vector<eCellEntry>{CELL_ENTRY_FIRST, CELL_ENTRY_HANDOVER,
+                                                      CELL_ENTRY_REESTABLISHMENT, CELL_ENTRY_UNKNOWN}));
     // A connection request is sent only in idle mode: the state says so before the request.
     const std::vector<std::string> events = sink.Events();
     const auto request =
@@ -370,37 +375,40 @@ TEST(CellTimeline, ReestablishmentAfterARadioLinkFailure) {
 // Hand-built sequences: records as the extractors give them.
 const int64_t kT0 = 1600000000000;
 
-Bytes HexBytes(const char* hex) {
-    return Hex(hex);
+// An LTE RRC message of `channel` holding `bytes` (which it points into), on a cell (PCI 0xFFFF: no radio
+// context).
+sOTAMessage RRCMessage(uint8_t channel, const Bytes& bytes, uint16_t pci, uint32_t earfcn,
+                       uint32_t subscription = 0) {
+    sOTAMessage message;
+    message.mProtocol = OTA_PROTOCOL_LTE_RRC;
+    message.mChannel = channel;
+    message.mDirection = channel == OTA_LTE_UL_CCCH || channel == OTA_LTE_UL_DCCH ? OTA_DIRECTION_UPLINK
+                                                                                  : OTA_DIRECTION_DOWNLINK;
+    message.mSubscription = subscription;
+    if (pci != 0xFFFF) {
+        message.mContext = OTA_HAS_CELL | OTA_HAS_CHANNEL_NUMBER;
+        message.mCell = pci;
+        message.mChannelNumber = earfcn;
+    }
+    message.mData = bytes.data();
+    message.mLength = bytes.size();
+    return message;
 }
 
 class cSequence {
 public:
     explicit cSequence(uint32_t subscription = 0) : mSubscription(subscription), mLog(new sMeasLog) {}
 
-    // An LTE RRC message of `channel` on a cell (PCI 0xFFFF: no radio context), `ms` after kT0.
+    // An LTE RRC message, `ms` after kT0.
     cSequence& RRC(int64_t ms, uint8_t channel, const char* hex, uint16_t pci = 0xFFFF, uint32_t earfcn = 0) {
-        mBytes.push_back(HexBytes(hex));
-        sOTAMessage message;
-        message.mProtocol = OTA_PROTOCOL_LTE_RRC;
-        message.mChannel = channel;
-        message.mDirection = channel == OTA_LTE_UL_CCCH || channel == OTA_LTE_UL_DCCH
-                                 ? OTA_DIRECTION_UPLINK
-                                 : OTA_DIRECTION_DOWNLINK;
-        message.mSubscription = mSubscription;
-        if (pci != 0xFFFF) {
-            message.mContext = OTA_HAS_CELL | OTA_HAS_CHANNEL_NUMBER;
-            message.mCell = pci;
-            message.mChannelNumber = earfcn;
-        }
-        message.mData = mBytes.back().data();
-        message.mLength = mBytes.back().size();
-        EXPECT_TRUE(mTimeline.Message(kT0 + ms, message, mSink));
+        mBytes.push_back(Hex(hex));
+        EXPECT_TRUE(mTimeline.Message(kT0 + ms,
+                                      RRCMessage(channel, mBytes.back(), pci, earfcn, mSubscription), mSink));
         return *this;
     }
     cSequence& NAS(int64_t ms, bool uplink, bool protectedCode, const char* hex,
                    uint8_t channel = OTA_NAS_MOBILITY) {
-        mBytes.push_back(HexBytes(hex));
+        mBytes.push_back(Hex(hex));
         sOTAMessage message;
         message.mProtocol = OTA_PROTOCOL_LTE_NAS;
         message.mChannel = channel;
@@ -513,14 +521,6 @@ const char kSetupComplete[] = "2030fae6e980";
 const char kReestablishmentRequestHO[] = "1579b5500004";  // handover failure, PCI 341
 const char kReestablishmentReject[] = "20";
 const char kConnectionReject[] = "40";
-
-std::vector<eCellEntry> Entries(const cRecorder& sink, uint32_t subscription = 0) {
-    std::vector<eCellEntry> entries;
-    for (const sCellPeriod* period : sink.Periods(subscription)) {
-        entries.push_back(period->mEnteredBy);
-    }
-    return entries;
-}
 
 TEST(CellTimeline, RedirectionIsTheNextCellAfterARedirectingRelease) {
     cSequence s;
@@ -787,16 +787,9 @@ TEST(CellTimeline, SubscriptionsAreKeptApartAndBounded) {
     cCellTimeline timeline;
     const Bytes request = Hex(kConnectionRequest);
     for (uint32_t subscription = 1; subscription <= 12; ++subscription) {
-        sOTAMessage message;
-        message.mProtocol = OTA_PROTOCOL_LTE_RRC;
-        message.mChannel = OTA_LTE_UL_CCCH;
-        message.mSubscription = subscription;
-        message.mContext = OTA_HAS_CELL | OTA_HAS_CHANNEL_NUMBER;
-        message.mCell = static_cast<uint16_t>(subscription);
-        message.mChannelNumber = 100;
-        message.mData = request.data();
-        message.mLength = request.size();
-        EXPECT_TRUE(timeline.Message(kT0, message, sink));
+        const uint16_t cell = static_cast<uint16_t>(subscription);
+        EXPECT_TRUE(
+            timeline.Message(kT0, RRCMessage(OTA_LTE_UL_CCCH, request, cell, 100, subscription), sink));
     }
     timeline.Finish(sink);
     // Eight subscriptions are followed, more than a phone has SIMs; the rest are left out.
@@ -812,21 +805,12 @@ TEST(CellTimeline, ASinkThatStopsStopsTheTimeline) {
     s.mTimeline.Message(kT0, sOTAMessage(), s.mSink);
     const Bytes command = Hex(kHandoverCommand);
     const Bytes complete = Hex(kReconfigurationComplete);
-    sOTAMessage message;
-    message.mProtocol = OTA_PROTOCOL_LTE_RRC;
-    message.mContext = OTA_HAS_CELL | OTA_HAS_CHANNEL_NUMBER;
     bool going = true;
     for (uint16_t cell = 1; cell < 10 && going; ++cell) {
-        message.mChannel = OTA_LTE_DL_DCCH;
-        message.mCell = cell;
-        message.mData = command.data();
-        message.mLength = command.size();
-        going = s.mTimeline.Message(kT0 + cell * 100, message, s.mSink);
-        message.mChannel = OTA_LTE_UL_DCCH;
-        message.mCell = static_cast<uint16_t>(cell + 1);
-        message.mData = complete.data();
-        message.mLength = complete.size();
-        going = going && s.mTimeline.Message(kT0 + cell * 100 + 10, message, s.mSink);
+        going = s.mTimeline.Message(kT0 + cell * 100, RRCMessage(OTA_LTE_DL_DCCH, command, cell, 0), s.mSink);
+        const uint16_t target = static_cast<uint16_t>(cell + 1);
+        going = going && s.mTimeline.Message(kT0 + cell * 100 + 10,
+                                             RRCMessage(OTA_LTE_UL_DCCH, complete, target, 0), s.mSink);
     }
     EXPECT_FALSE(going);
     EXPECT_EQ(s.mSink.mCalls, 2u);

@@ -53,30 +53,6 @@ TEST(MeasLTECell, WorkedExampleFrameToMIB) {
     EXPECT_EQ(mib->mOutOfRange, 0u);
 }
 
-// The serving cell info example of the facts page: a v3 log inside the multi-SIM wrapper of SIM 1.
-TEST(MeasLTECell, WorkedExampleServingCellInfoInsideWrapper) {
-    const sExtracted info = Extracted(
-        Hex("98 01 00 00 01 00 00 00 10 00 29 00 29 00 c2 b0 23 b0 90 a7 27 33 f0 00"
-            "03 a2 00 46 05 00 00 96 4b 00 00 64 64 bb 80 89 07 d6 11 03 00 00 00 cc 01 02 00 00 00"));
-    ASSERT_EQ(info.mStatus, MEAS_OK);
-    EXPECT_EQ(info->mKind, MEAS_KIND_SERVING_CELL);
-    EXPECT_EQ(info->mSubscription, 1u);
-    EXPECT_EQ(info->mLogVersion, 3u);
-    const sCellInfo& cell = info->mCellInfo;
-    EXPECT_EQ(cell.mFields, kServingCellFields);
-    EXPECT_EQ(cell.mCell, 162);
-    EXPECT_EQ(cell.mDLChannel, 1350u);
-    EXPECT_EQ(cell.mULChannel, 19350u);
-    EXPECT_EQ(cell.mDLBandwidthMHz, 20.0);
-    EXPECT_EQ(cell.mULBandwidthMHz, 20.0);
-    EXPECT_EQ(cell.mIdentity, 0x078980BBu);  // eNB 493952, cell 187
-    EXPECT_EQ(cell.mArea, 4566u);
-    EXPECT_EQ(cell.mBand, 3);
-    EXPECT_EQ(cell.mMCC, 460);
-    EXPECT_EQ(cell.mMNC, 0);
-    EXPECT_EQ(cell.mMNCDigits, 2);
-}
-
 // Real MIB logs (v2: u8 version, u16 PCI, u32 EARFCN, u16 SFN, u8 antennas, u8 resource blocks), decoded
 // by hand from tests/data/meas_lte_cells.txt.
 TEST(MeasLTECell, RealMIBs) {
@@ -110,7 +86,8 @@ TEST(MeasLTECell, RealMIBs) {
     }
 }
 
-// Real serving cell info logs (v3), decoded by hand from tests/data/meas_lte_cells.txt.
+// Real serving cell info logs (v3), decoded by hand from tests/data/meas_lte_cells.txt, then the facts
+// page's worked example inside the multi-SIM wrapper of SIM 1.
 TEST(MeasLTECell, RealServingCellInfo) {
     const struct {
         uint32_t mSubscription;
@@ -138,12 +115,20 @@ TEST(MeasLTECell, RealServingCellInfo) {
         // 03 | fd 00 | 21 07 00 00 | 71 4d 00 00 | 4b 4b | 32 02 9d 01 | ad 18 | 03 00 00 00 | cc 01 | 02 |
         // 0b 00 | 00: PCI 253, EARFCN 1825 / 19825, 75 RB, cell 0x019D0232, TAC 6317, band 3, 460-11
         {0, 253, 1825, 19825, 15, 0x019D0232, 6317, 3, 460, 11, 2},
+        // The page: PCI 162, EARFCN 1350 / 19350, 100 RB, cell 0x078980BB (eNB 493952, cell 187), TAC 4566,
+        // band 3, 460-00
+        {1, 162, 1350, 19350, 20, 0x078980BB, 4566, 3, 460, 0, 2},
     };
-    const std::vector<Bytes> packets = PacketsOf("meas_lte_cells.txt", 0xB0C2);
+    std::vector<Bytes> packets = PacketsOf("meas_lte_cells.txt", 0xB0C2);
+    packets.push_back(
+        Hex("98 01 00 00 01 00 00 00 10 00 29 00 29 00 c2 b0 23 b0 90 a7 27 33 f0 00"
+            "03 a2 00 46 05 00 00 96 4b 00 00 64 64 bb 80 89 07 d6 11 03 00 00 00 cc 01 02 00 00 00"));
     ASSERT_EQ(packets.size(), sizeof expected / sizeof expected[0]);
     for (size_t i = 0; i < packets.size(); ++i) {
         const sExtracted info = Extracted(packets[i]);
         ASSERT_EQ(info.mStatus, MEAS_OK) << i;
+        EXPECT_EQ(info->mKind, MEAS_KIND_SERVING_CELL) << i;
+        EXPECT_EQ(info->mLogVersion, 3u) << i;
         const sCellInfo& cell = info->mCellInfo;
         EXPECT_EQ(info->mSubscription, expected[i].mSubscription) << i;
         EXPECT_EQ(cell.mFields, kServingCellFields) << i;

@@ -292,12 +292,10 @@ const struct {
     eOTAExtractStatus mStatus;
 } kRefused[] = {
     // clang-format off
-    // LTE RRC: versions nobody lists, or whose one reading disagrees with the versions around them; a PDU
-    // number outside the version's numbering; a length that disagrees; a cut header.
-    {0xB0C0, "00 0a72 00 2301 3412 3512 04 0300 aabbcc", OLD},
-    {0xB0C0, "0a 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", OLD},
-    {0xB0C0, "01", OLD}, {0xB0C0, "0b", OLD}, {0xB0C0, "11", OLD}, {0xB0C0, "12", OLD}, {0xB0C0, "15", OLD},
-    {0xB0C0, "17", OLD},
+    // LTE RRC (LTERRCEveryVersion tries every refused version in a whole layout): a refused version is
+    // told before a cut header; a PDU number outside the version's numbering; a length that disagrees; a
+    // cut header.
+    {0xB0C0, "00 0a72 00 2301 3412 3512 04 0300 aabbcc", OLD}, {0xB0C0, "01", OLD}, {0xB0C0, "17", OLD},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 09 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "09 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "14 0a72 00 2301 409c0000 3512 3c 00000000 0300 aabbcc", CHANNEL},
@@ -307,7 +305,7 @@ const struct {
     // NR RRC.
     {0xB821, "1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
      CHANNEL},
-    {0xB821, "0a000000", OLD}, {0xB821, "1b000000", OLD}, {0xB821, "080000", LENGTH},
+    {0xB821, "0a000000", OLD}, {0xB821, "080000", LENGTH},
     {0xB821, "08000000 0f60 01 2301 9eb40700 00000000 08 00000000 0400 aabbcc", LENGTH},
     // GSM, GPRS, UMTS NAS, LTE NAS, NR NAS.
     {0x512F, "091503 aabbcc", CHANNEL}, {0x512F, "811c04 aabbcc", LENGTH}, {0x5226, "ff0903 aabbcc", CHANNEL},

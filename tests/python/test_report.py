@@ -18,11 +18,10 @@ import unittest
 
 import palvorin
 import palvorin.overview
-from support import DATA, TOOL, TempDir, need_tool
+from support import DATA, TOOL, TempDir, hex_packets, need_tool, raw_stream
 
 DUAL_SIM = os.path.join(DATA, "dualsim_5g_20201116_195935.bin")
 CHROMIUM = shutil.which("chromium")
-FAILURES = ("_reject", "_failure")
 
 
 def has_timeline():
@@ -36,35 +35,10 @@ def has_timeline():
 needs_timeline = unittest.skipUnless(has_timeline(), "the tool of this build has no palvorin cells/events")
 
 
-def is_failure(event):
-    return event.endswith(FAILURES) or event == "reestablishment_request"
-
-
-def crc16_x25(data):
-    crc = 0xFFFF
-    for byte in data:
-        crc ^= byte
-        for _ in range(8):
-            crc = (crc >> 1) ^ 0x8408 if crc & 1 else crc >> 1
-    return crc ^ 0xFFFF
-
-
-def raw_stream(hex_file, path, copies=1):
-    """The log packets of a hex-lines file of tests/data as a raw diagnostic stream (HDLC frames with
-    their check sequence), as they came off the port."""
-    frames = bytearray()
-    with open(os.path.join(DATA, hex_file)) as lines:
-        for line in lines:
-            line = line.strip()
-            if not line or line.startswith("#"):
-                continue
-            packet = bytes.fromhex(line)
-            packet += crc16_x25(packet).to_bytes(2, "little")
-            for byte in packet:
-                frames += bytes((0x7D, byte ^ 0x20)) if byte in (0x7D, 0x7E) else bytes((byte,))
-            frames.append(0x7E)
+def write_stream(hex_file, path, copies=1):
+    """The log packets of a hex-lines file of tests/data written as a raw diagnostic stream."""
     with open(path, "wb") as out:
-        out.write(bytes(frames) * copies)
+        out.write(raw_stream(hex_packets(hex_file)) * copies)
     return path
 
 
@@ -187,14 +161,19 @@ class Reports(unittest.TestCase):
     def setUpClass(cls):
         cls.temp = TempDir()
         cls.dual_sim = DUAL_SIM
-        cls.meas = raw_stream("meas_lte_2016.txt", cls.temp.file("meas_lte_2016.bin"))
-        cls.bler = raw_stream("meas_lte_bler.txt", cls.temp.file("meas_lte_bler.bin"))
+        cls.meas = write_stream("meas_lte_2016.txt", cls.temp.file("meas_lte_2016.bin"))
+        cls.bler = write_stream("meas_lte_bler.txt", cls.temp.file("meas_lte_bler.bin"))
         cls.files = [cls.dual_sim, cls.meas, cls.bler]
         cls.page_path = cls.temp.file("report.html")
         cls.status, cls.stderr = report(*cls.files, "-o", cls.page_path)
         with open(cls.page_path, encoding="utf-8") as page:
             cls.text = page.read()
         cls.page = Page(cls.text)
+        # Each capture recorded once into an item store file, for the tables `palvorin` prints of it.
+        cls.isfs = {}
+        for n, path in enumerate(cls.files):
+            cls.isfs[path] = cls.temp.file(f"capture{n}.isf")
+            palvorin.record(path, cls.isfs[path])
 
     @classmethod
     def tearDownClass(cls):
@@ -240,18 +219,15 @@ class Reports(unittest.TestCase):
         # The measured captures: serving cells' lines with points for a good part of the RSRP values that
         # `palvorin measurements` prints (values close in time share a point, and points in a straight line
         # are left out of the path), and neighbours in lte_meas2016.bin.
-        with TempDir() as temp:
-            for n, path in ((2, self.meas), (3, self.bler)):
-                isf = temp.file(f"{n}.isf")
-                palvorin.record(path, isf)
-                rows = tool_table("measurements", isf)
-                serving, rsrp = rows[0].index("serving"), rows[0].index("rsrp_dbm")
-                values = sum(1 for row in rows[1:] if row[serving] == "1" and row[rsrp])
-                points = sum(vertices(svg[n], "serving-rsrp_dbm"))
-                self.assertGreater(values, 80, path)
-                self.assertTrue(0.25 * values <= points <= values, (path, points, values))
-                self.assertTrue(vertices(svg[n], "serving-rsrq_db"), n)
-                self.assertTrue(vertices(svg[n], "cells-"), n)
+        for n, path in ((2, self.meas), (3, self.bler)):
+            rows = tool_table("measurements", self.isfs[path])
+            serving, rsrp = rows[0].index("serving"), rows[0].index("rsrp_dbm")
+            values = sum(1 for row in rows[1:] if row[serving] == "1" and row[rsrp])
+            points = sum(vertices(svg[n], "serving-rsrp_dbm"))
+            self.assertGreater(values, 80, path)
+            self.assertTrue(0.25 * values <= points <= values, (path, points, values))
+            self.assertTrue(vertices(svg[n], "serving-rsrq_db"), n)
+            self.assertTrue(vertices(svg[n], "cells-"), n)
         self.assertTrue(vertices(svg[2], "neighbour-rsrp_dbm"))
 
     def test_serving_lines_take_their_cells_colours(self):
@@ -268,31 +244,26 @@ class Reports(unittest.TestCase):
         return f"file-{self.files.index(path) + 1}"
 
     def test_cells_are_those_the_tool_prints(self):
-        with TempDir() as temp:
-            for path in self.files:
-                isf = temp.file(os.path.basename(path) + ".isf")
-                palvorin.record(path, isf)
-                expected = tool_table("cells", isf)
-                header, rows = self.page.table(self.section_of(path), "cells")
-                self.assertIsNotNone(header, path)
-                self.assertEqual(header[1:], expected[0])
-                self.assertEqual([row[1:] for row in rows], expected[1:], path)  # the swatch column aside
+        for path in self.files:
+            expected = tool_table("cells", self.isfs[path])
+            header, rows = self.page.table(self.section_of(path), "cells")
+            self.assertIsNotNone(header, path)
+            self.assertEqual(header[1:], expected[0])
+            self.assertEqual([row[1:] for row in rows], expected[1:], path)  # the swatch column aside
 
     def test_events_are_those_the_tool_prints_failures_first(self):
-        with TempDir() as temp:
-            for path in self.files:
-                isf = temp.file(os.path.basename(path) + ".isf")
-                palvorin.record(path, isf)
-                expected = tool_table("events", isf)
-                header, rows = self.page.table(self.section_of(path), "events")
-                self.assertEqual(header, expected[0])
-                event = header.index("event")
-                self.assertEqual(sorted(map(tuple, rows)), sorted(map(tuple, expected[1:])), path)
-                failures = [is_failure(row[event]) for row in rows]
-                self.assertEqual(failures, sorted(failures, reverse=True), "failures and rejects first")
-                for part in (True, False):
-                    times = [row[0] for row in rows if is_failure(row[event]) == part]
-                    self.assertEqual(times, sorted(times))
+        for path in self.files:
+            expected = tool_table("events", self.isfs[path])
+            header, rows = self.page.table(self.section_of(path), "events")
+            self.assertEqual(header, expected[0])
+            event = header.index("event")
+            self.assertEqual(sorted(map(tuple, rows)), sorted(map(tuple, expected[1:])), path)
+            # Which events are failures is pinned by Failures below.
+            failures = [palvorin.overview.is_failure(row[event]) for row in rows]
+            self.assertEqual(failures, sorted(failures, reverse=True), "failures and rejects first")
+            for part in (True, False):
+                times = [row[0] for row in rows if palvorin.overview.is_failure(row[event]) == part]
+                self.assertEqual(times, sorted(times))
         # lte_bler.bin re-established its connection after a failure: the first row of its events.
         _, rows = self.page.table(self.section_of(self.bler), "events")
         self.assertEqual(rows[0][3], "reestablishment_request")
@@ -315,13 +286,10 @@ class Reports(unittest.TestCase):
         header, rows = self.page.table("campaign", "campaign-events")
         total = header.index("total")
         events = {row[0]: int(row[total].replace(",", "")) for row in rows}
-        with TempDir() as temp:
-            expected = {}
-            for path in self.files:
-                isf = temp.file(os.path.basename(path) + ".isf")
-                palvorin.record(path, isf)
-                for row in tool_table("events", isf)[1:]:
-                    expected[row[3]] = expected.get(row[3], 0) + 1
+        expected = {}
+        for path in self.files:
+            for row in tool_table("events", self.isfs[path])[1:]:
+                expected[row[3]] = expected.get(row[3], 0) + 1
         self.assertEqual(events, expected)
 
     @unittest.skipUnless(CHROMIUM, "chromium is not installed (scripts/install-deps installs it)")
@@ -423,7 +391,7 @@ class BadInput(unittest.TestCase):
         with TempDir() as temp:
             sizes = []
             for copies in (1, 40):
-                stream = raw_stream("meas_lte_2016.txt", temp.file(f"copies{copies}.bin"), copies)
+                stream = write_stream("meas_lte_2016.txt", temp.file(f"copies{copies}.bin"), copies)
                 page = temp.file(f"page{copies}.html")
                 status, stderr = report(stream, "-o", page, "--rows", "20")
                 self.assertEqual(status, 0, stderr)
