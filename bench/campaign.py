@@ -6,9 +6,14 @@ temporary directory, tests/python/pgserver.py). Each run goes into a new databas
 time of the whole command, the cluster's start and stop included.
 
     PYTHONPATH=build/release/python /usr/bin/python3 bench/campaign.py [--runs 3] [--workers 1,2]
+        [--captures DIR]
+
+With --captures DIR the 200 recordings are copies of every raw stream in DIR (*.bin, taken in turn; half
+raw, half ISF) instead: real phone captures of a few hundred KB each, as a drive test's files are.
 """
 
 import argparse
+import glob
 import os
 import statistics
 import subprocess
@@ -24,22 +29,27 @@ import palvorin  # noqa: E402
 from pgserver import PostgresServer, find_binaries  # noqa: E402
 
 
-def make_files(directory):
+def make_files(directory, captures=None):
     """200 distinct recordings: copies of the captures made distinct by trailing flags (empty frames)."""
+    if captures:
+        names = sorted(glob.glob(os.path.join(captures, "*.bin")))
+        if not names:
+            raise SystemExit(f"no *.bin in {captures}")
+        plan = [(names[i % len(names)], "raw" if i % 2 == 0 else "isf") for i in range(200)]
+    else:
+        plan = ([("a", "raw")] * 10 + [("a", "isf")] * 10 + [("b", "raw")] * 90 + [("b", "isf")] * 90)
+        plan = [(os.path.join(DATA, f"raw_diag_stream_{capture}.bin"), kind) for capture, kind in plan]
     streams = {}
-    for capture in ("a", "b"):
-        with open(os.path.join(DATA, f"raw_diag_stream_{capture}.bin"), "rb") as stream:
-            streams[capture] = stream.read()
-    number = 0
-    for capture, count, kind in [("a", 10, "raw"), ("a", 10, "isf"), ("b", 90, "raw"), ("b", 90, "isf")]:
-        for _ in range(count):
-            number += 1
-            raw = os.path.join(directory, f"{number:03d}.log")
-            with open(raw, "wb") as out:
-                out.write(streams[capture] + b"\x7e" * number)
-            if kind == "isf":
-                palvorin.record(raw, raw[:-4] + ".dat")
-                os.unlink(raw)
+    for number, (path, kind) in enumerate(plan, start=1):
+        if path not in streams:
+            with open(path, "rb") as stream:
+                streams[path] = stream.read()
+        raw = os.path.join(directory, f"{number:03d}.log")
+        with open(raw, "wb") as out:
+            out.write(streams[path] + b"\x7e" * number)
+        if kind == "isf":
+            palvorin.record(raw, raw[:-4] + ".dat")
+            os.unlink(raw)
 
 
 def run(files, target, workers):
@@ -57,12 +67,13 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--runs", type=int, default=3)
     parser.add_argument("--workers", default="1,2")
+    parser.add_argument("--captures", help="a directory of raw streams to copy instead of captures A and B")
     args = parser.parse_args()
     workers = [int(n) for n in args.workers.split(",")]
     with tempfile.TemporaryDirectory(prefix="palvorin-bench-") as directory:
         files = os.path.join(directory, "files")
         os.mkdir(files)
-        make_files(files)
+        make_files(files, args.captures)
         server = PostgresServer() if find_binaries() else None
         if server:
             server.start()
