@@ -87,7 +87,8 @@ class Campaign(unittest.TestCase):
 
     @classmethod
     def tool_counts(cls):
-        """Messages per kind of file, as `palvorin pcap` exports them from one file of each kind."""
+        """Rows per kind of file as the tool counts them in one file of each kind: the messages `palvorin
+        pcap` exports, and the rows of `palvorin measurements`, `cells` and `events`."""
         counts = {}
         for kind in ("a.raw", "a.isf", "b.raw", "b.isf"):
             path = next(p for p, k in cls.kinds.items() if k == kind)
@@ -96,7 +97,10 @@ class Campaign(unittest.TestCase):
                 isf = cls.temp.file("tool.isf")
                 tool("record", path, isf)
             output = tool("pcap", isf, cls.temp.file("tool.pcap"))
-            counts[kind] = int(re.search(r"^exported (\d+) messages", output, re.M).group(1))
+            rows = [int(re.search(r"^exported (\d+) messages", output, re.M).group(1))]
+            for table in ("measurements", "cells", "events"):
+                rows.append(len(tool(table, "--csv", isf).splitlines()) - 1)  # less the header line
+            counts[kind] = tuple(rows)
         return counts
 
     def check_database(self, rows_by_path):
@@ -107,9 +111,13 @@ class Campaign(unittest.TestCase):
         if self.duplicate in rows_by_path:
             rows_by_path[first] = rows_by_path.pop(self.duplicate)
         self.assertEqual(sorted(rows_by_path), sorted(self.kinds))
-        expected = self.expected or {"a.raw": 4852, "a.isf": 4852, "b.raw": 18, "b.isf": 18}
+        # Without the tool: capture A's 4,852 messages (tshark decodes each), 29 serving-cell periods and 254
+        # events, no measurement log; capture B's 18 messages.
+        expected = self.expected or {"a.raw": (4852, 0, 29, 254), "a.isf": (4852, 0, 29, 254),
+                                     "b.raw": (18, 0, 0, 0), "b.isf": (18, 0, 0, 0)}
         for path, kind in self.kinds.items():
-            self.assertEqual(rows_by_path[path], (expected[kind], expected[kind]), path)
+            messages, *tables = expected[kind]
+            self.assertEqual(rows_by_path[path], (messages, messages, *tables), path)
 
     def run_twice(self, target):
         status, out, err = campaign(self.files, "--db", target, "--workers", "2")
@@ -136,10 +144,12 @@ class Campaign(unittest.TestCase):
             self.run_twice(server.create_database("campaign"))
 
     def rows_by_path(self, target):
-        """path -> (messages_rows of files, messages rows stored for the file)."""
-        sql = ("SELECT f.path, f.messages_rows, (SELECT count(*) FROM messages m WHERE m.file_id = f.id) "
-               "FROM files f")
-        return {row[0]: (int(row[1]), int(row[2])) for row in self.query(target, sql)}
+        """path -> (messages_rows of files, then the rows stored for the file in messages, measurements,
+        cells and events)."""
+        stored = ", ".join(f"(SELECT count(*) FROM {table} t WHERE t.file_id = f.id)"
+                           for table in ("messages", "measurements", "cells", "events"))
+        sql = f"SELECT f.path, f.messages_rows, {stored} FROM files f"
+        return {row[0]: tuple(int(value) for value in row[1:]) for row in self.query(target, sql)}
 
     def count_messages(self, target):
         return int(self.query(target, "SELECT count(*) FROM messages")[0][0])
@@ -210,7 +220,8 @@ class Campaign(unittest.TestCase):
         # Every file in the database is there whole.
         rows = self.rows_by_path(target)
         self.assertEqual(len(rows), counts["added"])
-        self.assertTrue(all(row == (4852, 4852) for row in rows.values()), rows)
+        whole = (4852, 4852, 0, 29, 254)  # as check_database counts a file of capture A
+        self.assertTrue(all(row == whole for row in rows.values()), rows)
         self.assertLess(time.monotonic() - started, 120)
 
     def test_a_database_that_cannot_be_reached(self):
