@@ -21,7 +21,11 @@ def main(argv=None):
         return 1
     from . import report
 
-    return report.main(argv[1:])
+    try:
+        return report.main(argv[1:])
+    except KeyboardInterrupt:
+        print(f"\npalvorin {argv[0]}: interrupted; nothing written", file=sys.stderr)
+        return 130
 
 
 if __name__ == "__main__":

@@ -371,7 +371,14 @@ def main(argv=None):
     args = parser.parse_args(argv)
     if args.workers < 1:
         parser.error("--workers must be at least 1")
-    return run(args)
+    try:
+        return run(args)
+    except KeyboardInterrupt:
+        # The cluster has been closed on the way out; a file being added when it came is not in the
+        # database (one transaction per file), and the next run adds it.
+        print("\npalvorin.campaign: interrupted; the files added so far are in the database whole, run it "
+              "again for the rest", file=sys.stderr)
+        return 130
 
 
 if __name__ == "__main__":

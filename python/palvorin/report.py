@@ -12,7 +12,9 @@ the style is in the page: it opens from a USB stick on a machine with no network
 """
 
 import argparse
+import contextlib
 import datetime
+import os
 import sys
 
 import numpy as np
@@ -44,8 +46,20 @@ def main(argv=None):
     reports = [_report_file(n, path, arguments) for n, path in enumerate(arguments.files, 1)]
     generated = datetime.datetime.now(datetime.timezone.utc)
     text = page.render(reports, generated, _native.library_version(), arguments.rows)
-    with open(arguments.output, "w", encoding="utf-8") as out:
-        out.write(text)
+    # Written beside the page and renamed over it, so that a page is never left half written.
+    partial = f"{arguments.output}.partial"
+    try:
+        with open(partial, "w", encoding="utf-8") as out:
+            out.write(text)
+        os.replace(partial, arguments.output)
+    except BaseException as error:
+        with contextlib.suppress(OSError):
+            os.unlink(partial)
+        if isinstance(error, OSError):
+            print(f"palvorin report: cannot write {arguments.output}: {error.strerror or error}",
+                  file=sys.stderr)
+            return 1
+        raise
     read = sum(1 for report in reports if report.error is None)
     print(f"palvorin report: {arguments.output} ({len(text.encode()):,} bytes): {read} of {len(reports)} "
           f"file{'s' if len(reports) != 1 else ''} read", file=sys.stderr)

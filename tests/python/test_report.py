@@ -358,6 +358,21 @@ class BadInput(unittest.TestCase):
             with open(page, encoding="utf-8") as text:
                 self.assertIn("could not be read", text.read())
 
+    def test_a_page_that_cannot_be_written_is_said_in_one_line_and_an_old_page_is_kept(self):
+        with TempDir() as temp:
+            status, stderr = report(DUAL_SIM, "-o", temp.file("no-such-directory/page.html"))
+            self.assertEqual(status, 1)
+            self.assertIn("cannot write", stderr)
+            self.assertIn("No such file or directory", stderr)
+            self.assertNotIn("Traceback", stderr)
+            # The page goes in whole or not at all: a directory in its way leaves nothing half written.
+            page = temp.file("page.html")
+            os.mkdir(page)
+            status, stderr = report(DUAL_SIM, "-o", page)
+            self.assertEqual(status, 1, stderr)
+            self.assertIn("cannot write", stderr)
+            self.assertEqual(sorted(os.listdir(temp.path)), ["page.html"])
+
     def test_a_file_cut_short_is_reported_as_far_as_it_reads(self):
         with TempDir() as temp:
             isf = temp.file("whole.isf")
