@@ -747,6 +747,8 @@ db_add() {
     cat again.txt
     grep -q "^b.isf: already present as file 2$" again.txt || fail "b.isf added again"
     grep -q "^2 files: 0 added, 2 already present, 0 failed$" again.txt || fail "second summary"
+    "$palvorin" db add campaign.db b.isf | grep -q "^1 file: 0 added, 1 already present, 0 failed$" ||
+        fail "summary of one file"
     expect_eq "messages after the second run" "$(sqlite3 campaign.db 'SELECT count(*) FROM messages')" 4870
     # A database that cannot be used stops the command before any file.
     echo "text" >notes.db

@@ -50,7 +50,7 @@ int RunDBAdd(const sDBAddOptions& options) {
         fprintf(stderr, "%s\n", db.Error().c_str());
         return 1;
     }
-    printf("%zu files: %" PRIu64 " added, %" PRIu64 " already present, %" PRIu64 " failed\n",
-           options.mFiles.size(), added, present, failed);
+    printf("%zu file%s: %" PRIu64 " added, %" PRIu64 " already present, %" PRIu64 " failed\n",
+           options.mFiles.size(), options.mFiles.size() == 1 ? "" : "s", added, present, failed);
     return failed == 0 ? 0 : 1;
 }
