@@ -163,8 +163,8 @@ struct cCampaignDB::sState {
         return true;
     }
 
-    // Finds the schema of this version, or creates it in an empty database.
-    bool PrepareSchema() {
+    // Finds the schema of this version, or creates it in an empty database (its indexes only when asked).
+    bool PrepareSchema(bool indexes = true) {
         cDBBackend& db = *mBackend;
         if (!db.Begin() || (db.Engine() == DB_POSTGRESQL && !db.Execute(kSchemaLockSQL))) {
             return FailDB();
@@ -201,7 +201,7 @@ struct cCampaignDB::sState {
             return Refuse(db.Name() + ": holds " + std::to_string(count) +
                           " tables but no campaign schema; give a new or empty database");
         }
-        for (const std::string& statement : SchemaStatements(db.Engine())) {
+        for (const std::string& statement : SchemaStatements(db.Engine(), indexes)) {
             if (!db.Execute(statement)) {
                 return Refuse(db.Error());
             }
@@ -438,6 +438,20 @@ bool cCampaignDB::Open(const std::string& target) {
         return mState->Fail(backend->Error());
     }
     return OpenBackend(backend.release());
+}
+
+bool cCampaignDB::OpenScratch(const std::string& sqlitePath) {
+    Close();
+    auto backend = std::make_unique<cSQLiteBackend>();
+    if (!backend->OpenScratch(sqlitePath)) {
+        return mState->Fail(backend->Error());
+    }
+    mState->mBackend = std::move(backend);
+    if (!mState->PrepareSchema(false)) {
+        mState->mBackend.reset();
+        return false;
+    }
+    return true;
 }
 
 bool cCampaignDB::OpenBackend(cDBBackend* backend) {

@@ -37,6 +37,11 @@ public:
     // schema where the database is empty. False when it cannot be reached, is not a database, holds other
     // tables, or holds a campaign of another schema version; Error() says why.
     bool Open(const std::string& target);
+    // Opens a new one-file SQLite database for a campaign worker to write and the campaign to merge
+    // (AddDatabase), removed afterwards: written the fastest way for one connection that nobody else reads
+    // until it is closed (cSQLiteBackend::OpenScratch), without the indexes (a merge reads each table
+    // whole). Files still go in by their own transactions.
+    bool OpenScratch(const std::string& sqlitePath);
     // Open() on a backend the caller made (a test's, injecting faults); takes ownership of `backend`. (Its
     // own name, so that bindings see one Open.)
     bool OpenBackend(cDBBackend* backend);

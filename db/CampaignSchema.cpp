@@ -104,7 +104,7 @@ const char* ColumnType(eColumnType type, eDBEngine engine) {
     return "";
 }
 
-std::vector<std::string> SchemaStatements(eDBEngine engine) {
+std::vector<std::string> SchemaStatements(eDBEngine engine, bool indexes) {
     std::vector<std::string> statements;
     statements.push_back(
         "CREATE TABLE IF NOT EXISTS schema_info (name text PRIMARY KEY, value text NOT NULL)");
@@ -135,7 +135,7 @@ std::vector<std::string> SchemaStatements(eDBEngine engine) {
         }
         statements.push_back(sql + ")");
     }
-    for (const sIndex& index : Indexes()) {
+    for (const sIndex& index : indexes ? Indexes() : std::vector<sIndex>()) {
         statements.push_back("CREATE INDEX IF NOT EXISTS " + index.mName + " ON " + index.mTable + " (" +
                              index.mColumns + ")");
     }

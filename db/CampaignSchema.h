@@ -34,8 +34,9 @@ const sTableDef* StoredTable(eTable table);
 
 // The SQL type of a column.
 const char* ColumnType(eColumnType type, eDBEngine engine);
-// Statements that create what is missing, tables and indexes, in order; they leave existing ones alone.
-std::vector<std::string> SchemaStatements(eDBEngine engine);
+// Statements that create what is missing, tables and (unless `indexes` is false) indexes, in order; they
+// leave existing ones alone.
+std::vector<std::string> SchemaStatements(eDBEngine engine, bool indexes = true);
 
 // An index of a stored table.
 struct sIndex {

@@ -32,6 +32,11 @@ public:
     // Opens the database file at `path`, created when missing unless `readOnly`. False when it cannot, or
     // when the file is not a SQLite database; Error() says why.
     bool Open(const std::string& path, bool readOnly = false);
+    // Opens a new database file at `path` that this connection alone uses until it is closed and that is
+    // thrown away when anything fails, as a campaign worker's one-file database is: the rollback journal
+    // kept in memory (a failed file is still rolled back), nothing synced, the file locked for this
+    // connection, 4 KiB pages. A crash leaves it unusable; it is never the campaign's own file.
+    bool OpenScratch(const std::string& path);
 
     eDBEngine Engine() const override { return DB_SQLITE; }
     const std::string& Name() const override { return mName; }
@@ -54,6 +59,7 @@ private:
     struct sPending;
 
     bool Fail(const std::string& what);
+    bool OpenWith(const std::string& path, int flags, const char* pragmas);
     sqlite3_stmt* Prepare(const sTableDef& table, size_t rows);
     sPending* Pending(const sTableDef& table);
     // Writes the rows held: a full batch by the multi-row insert, fewer row by row.

@@ -31,11 +31,11 @@ const char* ResultName(eDBAddResult result) {
 
 class cPyCampaignDB {
 public:
-    explicit cPyCampaignDB(const std::string& target) : mTarget(target) {
+    cPyCampaignDB(const std::string& target, bool scratch) : mTarget(target) {
         bool opened = false;
         {
             py::gil_scoped_release unlocked;
-            opened = mDB.Open(target);
+            opened = scratch ? mDB.OpenScratch(target) : mDB.Open(target);
         }
         if (!opened) {
             RaiseError("database_failed", target, mDB.Error());
@@ -109,7 +109,9 @@ void BindDatabase(py::module_& module) {
     py::class_<cPyCampaignDB>(module, "CampaignDB",
                               "One connection to a campaign database (a SQLite path or a postgresql:// URL); "
                               "raises palvorin.Error (database_failed) when it cannot be opened.")
-        .def(py::init<const std::string&>(), py::arg("target"))
+        .def(py::init<const std::string&, bool>(), py::arg("target"), py::arg("scratch") = false,
+             "`scratch`: a new one-file SQLite database of a campaign worker, to be merged by add_database "
+             "and removed (no journal file, nothing synced, no indexes, locked for this connection).")
         .def("add_file", &cPyCampaignDB::AddFile, py::arg("path"), py::arg("source") = "",
              "Adds the ISF file at `path` in one transaction: {status, file_id, sha256, rows, error}; status "
              "is added, already_present, file_failed or database_failed (nothing of the file stays). "

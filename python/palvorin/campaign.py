@@ -134,7 +134,7 @@ def add_to_sqlite_copy(path, named, present, handoff=None):
 def _add_alone(path, copy):
     """Adds the file at `path` to a new SQLite database at `copy`."""
     try:
-        with Database(copy) as database:
+        with Database(copy, scratch=True) as database:
             return database.add(path)
     except Error as error:
         return AddResult(path, "database_failed", error=f"worker database: {error}")

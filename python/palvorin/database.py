@@ -32,11 +32,17 @@ class AddResult:
 
 class Database:
     """A campaign database: `target` is a SQLite path (created when missing) or a ``postgresql://`` URL.
-    Raises palvorin.Error (status ``database_failed``) when it cannot be opened. A context manager."""
+    Raises palvorin.Error (status ``database_failed``) when it cannot be opened. A context manager.
 
-    def __init__(self, target):
+    `scratch`: `target` is a new SQLite file that only this object writes and that is merged into a
+    campaign (add_database) and removed afterwards, as a campaign worker's: written without a journal file,
+    syncing or indexes, and raw streams are recorded beside it rather than in the system's temporary
+    directory. Left unusable by a crash."""
+
+    def __init__(self, target, scratch=False):
         self.target = os.fspath(target)
-        self._db = _native.CampaignDB(self.target)
+        self._db = _native.CampaignDB(self.target, scratch)
+        self._recordings = os.path.dirname(os.path.abspath(self.target)) if scratch else None
 
     def add(self, path):
         """Adds the capture file at `path` in one transaction and returns an AddResult; a bad file or a
@@ -49,7 +55,7 @@ class Database:
             return AddResult(path, "file_failed", error=str(error))
         if kind == "isf":
             return self._result(path, self._db.add_file(path))
-        with tempfile.TemporaryDirectory(prefix="palvorin-db-") as directory:
+        with tempfile.TemporaryDirectory(prefix="palvorin-db-", dir=self._recordings) as directory:
             isf = os.path.join(directory, "recording.isf")
             try:
                 recording = record(path, isf)
