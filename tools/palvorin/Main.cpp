@@ -10,7 +10,7 @@
 
 #include "tools/palvorin/Amounts.h"
 #include "tools/palvorin/Commands.h"
-#include "tools/palvorin/LibraryLog.h"
+#include "Shared/HostLogSink.h"
 #include "tools/palvorin/LogGroups.h"
 
 int main(int argc, char** argv) {

@@ -1,22 +1,23 @@
-#include "tools/palvorin/LibraryLog.h"
+#include "Shared/HostLogSink.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
-bool gShow = false;
+std::atomic<bool> gShow(false);
 
 }  // namespace
 
 void ShowLibraryLog(bool show) {
-    gShow = show;
+    gShow.store(show, std::memory_order_relaxed);
 }
 
 extern "C" __attribute__((visibility("default"))) int __android_log_print(int /*priority*/, const char* tag,
                                                                           const char* format, ...) {
-    if (!gShow) {
+    if (!gShow.load(std::memory_order_relaxed)) {
         return 0;
     }
     char text[1024];
