@@ -10,6 +10,7 @@
 #include "overview/CaptureOverview.h"
 #include "python/ColumnArrays.h"
 #include "python/PyError.h"
+#include "python/SummaryDict.h"
 
 namespace py = pybind11;
 
@@ -99,17 +100,8 @@ py::dict Overview(const std::string& isf, size_t buckets, size_t servingSeries, 
     }
     out["rows_not_kept"] = notKept;
 
-    py::dict rows;
-    for (unsigned int table = 0; table < TABLE_COUNT; ++table) {
-        rows[TableDef(static_cast<eTable>(table)).mName] = summary.mRows[table];
-    }
-    out["rows"] = rows;
-    py::dict measurement;
-    for (unsigned int status = 0; status < MEAS_STATUS_COUNT; ++status) {
-        measurement[MeasStatusName(static_cast<eMeasStatus>(status))] = summary.mMeasByStatus[status];
-    }
-    out["measurement_logs"] = measurement;
-    out["problems"] = problems;
+    // rows, measurement (logs by outcome), problems, ...: as File.summary() gives them.
+    out.attr("update")(SummaryDict(summary, problems));
     return out;
 }
 

@@ -112,7 +112,7 @@ def read(capture, buckets=2048, serving_series=128, neighbour_series=384, all_se
         cells=frame(raw["cells"]),
         events=frame(raw["events"]),
         rows=raw["rows"],
-        measurement_logs=raw["measurement_logs"],
+        measurement_logs=raw["measurement"],
         rows_not_kept=raw["rows_not_kept"],
         values_not_kept=raw["values_not_kept"],
         messages_not_counted=raw["messages_not_counted"],
