@@ -26,46 +26,15 @@ if [ ! -s "$isf" ]; then
     rm -f "$work/stream.bin"
 fi
 
-# Runs "$@" under GNU time and samples the anonymous memory of the command itself (time's child).
-# Prints: elapsed seconds, maximum resident KB, peak anonymous KB.
-measure() {
-    local report="$work/time.txt"
-    /usr/bin/time -f '%e %M' -o "$report" "$@" &
-    local timer=$!
-    local child="" peak=0 key value
-    while kill -0 "$timer" 2>/dev/null; do
-        [ -n "$child" ] || child="$(pgrep -P "$timer" || true)"
-        if [ -n "$child" ] && [ -r "/proc/$child/status" ]; then
-            while IFS=: read -r key value; do
-                if [ "$key" = RssAnon ]; then
-                    value="${value//[^0-9]/}"
-                    [ "$value" -le "$peak" ] || peak="$value"
-                fi
-            done <"/proc/$child/status" 2>/dev/null || true
-        fi
-        sleep 0.01
-    done
-    wait "$timer" || { echo "failed: $*" >&2; exit 1; }
-    read -r elapsed maxrss <"$report"
-    echo "$elapsed $maxrss $peak"
-}
+. "$(dirname "$0")/memory-sampling.sh"
 
 cat "$isf" >/dev/null # into the page cache
 bytes="$(stat -c %s "$isf")"
 echo "file: $isf, $bytes bytes"
-printf '%-28s %10s %14s %14s\n' command "elapsed s" "max RSS MB" "peak anon MB"
-row() {
-    local name="$1"
-    shift
-    local figures
-    figures="$(measure "$@")"
-    read -r elapsed maxrss anon <<<"$figures"
-    awk -v n="$name" -v e="$elapsed" -v m="$maxrss" -v a="$anon" \
-        'BEGIN { printf "%-28s %10s %14.1f %14.1f\n", n, e, m / 1024, a / 1024 }'
-}
-row "cat FILE > /dev/null" bash -c 'exec cat "$0" >/dev/null' "$isf"
-row "palvorin verify" bash -c 'exec "$0" verify "$1" >/dev/null' "$palvorin" "$isf"
-row "palvorin dump > /dev/null" bash -c 'exec "$0" dump "$1" >/dev/null' "$palvorin" "$isf"
-row "palvorin dump --json" bash -c 'exec "$0" dump --json "$1" >/dev/null' "$palvorin" "$isf"
-row "palvorin pcap" bash -c 'exec "$0" pcap "$1" "$2" >/dev/null' "$palvorin" "$isf" "$work/out.pcap"
-rm -f "$work/out.pcap" "$work/time.txt"
+heading 28
+row "cat FILE > /dev/null" 28 bash -c 'exec cat "$0" >/dev/null' "$isf"
+row "palvorin verify" 28 bash -c 'exec "$0" verify "$1" >/dev/null' "$palvorin" "$isf"
+row "palvorin dump > /dev/null" 28 bash -c 'exec "$0" dump "$1" >/dev/null' "$palvorin" "$isf"
+row "palvorin dump --json" 28 bash -c 'exec "$0" dump --json "$1" >/dev/null' "$palvorin" "$isf"
+row "palvorin pcap" 28 bash -c 'exec "$0" pcap "$1" "$2" >/dev/null' "$palvorin" "$isf" "$work/out.pcap"
+rm -f "$work/out.pcap"

@@ -15,7 +15,7 @@ set -euo pipefail
 build="${1:-build/release}"
 work="${2:-build/bench-report}"
 copies="${3:-600}"
-capture="${4:-/work/shared/data/real/mi/lte_bler.bin}"
+capture="${4:-../shared/data/real/mi/lte_bler.bin}"
 palvorin="$build/palvorin"
 [ -x /usr/bin/time ] || { echo "GNU time is missing (Debian package time)" >&2; exit 1; }
 [ -r "$capture" ] || { echo "no capture at $capture (give one as the fourth argument)" >&2; exit 1; }
@@ -30,48 +30,15 @@ if [ ! -s "$long" ]; then
 fi
 [ -s "$one" ] || "$palvorin" record -q --rate 100 --start "$start" "$capture" "$one" >/dev/null
 
-# Runs "$@" under GNU time and samples the anonymous memory of the command itself (time's child).
-# Prints: elapsed seconds, maximum resident KB, peak anonymous KB.
-measure() {
-    local report="$work/time.txt"
-    /usr/bin/time -f '%e %M' -o "$report" "$@" &
-    local timer=$!
-    local child="" peak=0 key value
-    while kill -0 "$timer" 2>/dev/null; do
-        [ -n "$child" ] || child="$(pgrep -P "$timer" || true)"
-        if [ -n "$child" ] && [ -r "/proc/$child/status" ]; then
-            while IFS=: read -r key value; do
-                if [ "$key" = RssAnon ]; then
-                    value="${value//[^0-9]/}"
-                    [ "$value" -le "$peak" ] || peak="$value"
-                fi
-            done <"/proc/$child/status" 2>/dev/null || true
-        fi
-        sleep 0.01
-    done
-    wait "$timer" || { echo "failed: $*" >&2; exit 1; }
-    read -r elapsed maxrss <"$report"
-    echo "$elapsed $maxrss $peak"
-}
-
-row() {
-    local name="$1"
-    shift
-    local figures
-    figures="$(measure "$@")"
-    read -r elapsed maxrss anon <<<"$figures"
-    awk -v n="$name" -v e="$elapsed" -v m="$maxrss" -v a="$anon" \
-        'BEGIN { printf "%-44s %10s %12.1f %14.1f\n", n, e, m / 1024, a / 1024 }'
-}
+. "$(dirname "$0")/memory-sampling.sh"
 
 cat "$long" >/dev/null # into the page cache
 echo "recording: $long, $(stat -c %s "$long") bytes ($copies copies of $(basename "$capture"))"
-printf '%-44s %10s %12s %14s\n' command "elapsed s" "max RSS MB" "peak anon MB"
-row "palvorin report (1 copy)" bash -c 'exec "$0" report -o "$1" "$2" 2>/dev/null' "$palvorin" \
+heading 44
+row "palvorin report (1 copy)" 44 bash -c 'exec "$0" report -o "$1" "$2" 2>/dev/null' "$palvorin" \
     "$work/one.html" "$one"
-row "palvorin report ($copies copies)" bash -c 'exec "$0" report -o "$1" "$2" 2>/dev/null' "$palvorin" \
+row "palvorin report ($copies copies)" 44 bash -c 'exec "$0" report -o "$1" "$2" 2>/dev/null' "$palvorin" \
     "$work/long.html" "$long"
-row "measurements into pandas ($copies copies)" env PYTHONPATH="$build/python" /usr/bin/python3 -c \
+row "measurements into pandas ($copies copies)" 44 env PYTHONPATH="$build/python" /usr/bin/python3 -c \
     'import sys, palvorin; frame = palvorin.open(sys.argv[1]).measurements()' "$long"
 echo "page of 1 copy: $(stat -c %s "$work/one.html") bytes; of $copies copies: $(stat -c %s "$work/long.html") bytes"
-rm -f "$work/time.txt"
