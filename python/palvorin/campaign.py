@@ -27,6 +27,7 @@ import logging
 import os
 import pathlib
 import shutil
+import signal
 import sqlite3
 import sys
 import tempfile
@@ -271,8 +272,16 @@ def start_dask(args):
         except (OSError, ValueError) as error:
             fail(f"cannot reach the Dask scheduler at {args.scheduler} within {args.connect_timeout:g} s: "
                  f"{error}")
-    cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
-                           dashboard_address=None, silence_logs=logging.ERROR)
+    # The workers ignore Ctrl-C (they inherit the ignoring; their interpreter then leaves it so): the
+    # terminal sends it to every process of the group, and this process ends the campaign and closes them,
+    # instead of each worker printing a traceback. For the cluster's start (under a second) this process
+    # ignores it as well.
+    previous = signal.signal(signal.SIGINT, signal.SIG_IGN)
+    try:
+        cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
+                               dashboard_address=None, silence_logs=logging.ERROR)
+    finally:
+        signal.signal(signal.SIGINT, previous)
     return Client(cluster), cluster
 
 
