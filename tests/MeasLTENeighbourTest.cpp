@@ -50,7 +50,7 @@ TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
     Put(body, 6, 2, (2 << 6) | 8);          // 2 cells, Qrxlevmin 8
     const struct {
         unsigned int mPCI, mRSSI, mRSRP, mRSRQ;
-    } cells[] = {{1, 600, 1000, 200}, {503, 700, 1100, 250}};
+    } cells[] = {{1, 600, 1000, 200}, {503, 1100, 1100, 250}};
     for (size_t k = 0; k < 2; ++k) {
         const size_t c = 8 + 28 * k;
         PutBits(body, c, 4, 0, 8, cells[k].mPCI);
@@ -61,7 +61,7 @@ TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
     }
     ASSERT_EQ(body.size(), 8u + 56u);
     ExpectNeighbours(Extracted(0xB180, body), 12000,
-                     {{1, -117.5, -17.5, -72.5}, {503, -111.25, -14.375, -66.25}});
+                     {{1, -117.5, -17.5, -72.5}, {503, -111.25, -14.375, -41.25}});
     // With release 1 the records are 32 bytes long: 2 of them no longer fit.
     body[1] = 1;
     EXPECT_EQ(Extracted(0xB180, body).mStatus, MEAS_BAD_LENGTH);

@@ -124,6 +124,17 @@ TEST(MeasNR, SearcherServingIndexFirstWithOneCell) {
     ExpectCells(got, {kPublishedCells[0]}, "2.10 00 01");
 }
 
+// The swapped order's count goes up to 254; with 255 the bytes read in the 2.7 order (L+4 0: no cell).
+TEST(MeasNR, SearcherSwappedOrderCountEnds) {
+    for (const unsigned int count : {254u, 255u}) {
+        cPayloadBuilder body;
+        body.Put(0, 4, 0x00020009).Put(8, 1, 1).Put(20, 4, 431070).Put(25, 1, count).Put(26, 2, 0xFFFF);
+        const sExtracted got = Extracted(0xB97F, body.Resize(20 + 32 + 16 * 254).Body());
+        ASSERT_EQ(got.mStatus, MEAS_OK) << count;
+        EXPECT_EQ(got->mCellCount, count == 254 ? 254u : 0u) << count;
+    }
+}
+
 TEST(MeasNR, SearcherVersionsPastEachEndAreRefused) {
     const std::string rest = std::string(kHeaderRest) + kLayer2x + Cells("");
     for (const char* version : {"05000200", "08000200", "0b000200", "01000300", "07000100", "00000400"}) {
