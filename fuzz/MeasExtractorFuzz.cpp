@@ -101,24 +101,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         packet.push_back(static_cast<unsigned char>(bodySize));
         packet.push_back(static_cast<unsigned char>(bodySize >> 8));
     } else {
-        const size_t length = 12 + bodySize;
-        const unsigned char header[] = {0x10,
-                                        0x00,
-                                        static_cast<unsigned char>(length),
-                                        static_cast<unsigned char>(length >> 8),
-                                        static_cast<unsigned char>(length),
-                                        static_cast<unsigned char>(length >> 8),
-                                        static_cast<unsigned char>(code),
-                                        static_cast<unsigned char>(code >> 8),
-                                        1,
-                                        2,
-                                        3,
-                                        4,
-                                        5,
-                                        6,
-                                        7,
-                                        0};
-        packet.insert(packet.end(), header, header + sizeof header);
+        // The log header: 10 00, the length twice, the code, an 8-byte timestamp (little-endian words).
+        const uint32_t length = static_cast<uint32_t>(12 + bodySize) & 0xFFFF;
+        const uint32_t words[] = {0x10 | length << 16, length | static_cast<uint32_t>(code) << 16, 0x04030201,
+                                  0x00070605};
+        for (uint32_t word : words) {
+            for (unsigned int i = 0; i < 4; ++i) {
+                packet.push_back(static_cast<unsigned char>(word >> (8 * i)));
+            }
+        }
     }
     packet.insert(packet.end(), data + 2, data + size);
     Check(packet);

@@ -42,25 +42,21 @@ public:
             {event.mTimeMs, event.mSubscription, event.mTechnology, event.mEvent, event.mDetail});
         return ++mCalls != mStopAfter;
     }
-    // "event detail" of each event of a subscription (all subscriptions: ~0u), in order.
-    std::vector<std::string> Events(uint32_t subscription = ~0u) const {
-        std::vector<std::string> out;
-        for (const sEventCopy& event : mEvents) {
-            if (subscription == ~0u || event.mSubscription == subscription) {
-                out.push_back(event.mDetail.empty() ? event.mEvent : event.mEvent + " " + event.mDetail);
-            }
-        }
-        return out;
-    }
+    // The details of the events named `name` of a subscription (all subscriptions: ~0u), in order; without
+    // a name, "event detail" of every event.
     std::vector<std::string> Details(const std::string& name, uint32_t subscription = ~0u) const {
         std::vector<std::string> out;
         for (const sEventCopy& event : mEvents) {
-            if (event.mEvent == name && (subscription == ~0u || event.mSubscription == subscription)) {
-                out.push_back(event.mDetail);
+            if ((name.empty() || event.mEvent == name) &&
+                (subscription == ~0u || event.mSubscription == subscription)) {
+                out.push_back(!name.empty()           ? event.mDetail
+                              : event.mDetail.empty() ? event.mEvent
+                                                      : event.mEvent + " " + event.mDetail);
             }
         }
         return out;
     }
+    std::vector<std::string> Events() const { return Details(""); }
     std::vector<const sCellPeriod*> Periods(uint32_t subscription) const {
         std::vector<const sCellPeriod*> out;
         for (const sCellPeriod& period : mPeriods) {
@@ -303,20 +299,8 @@ TEST(CellTimeline, HandoversWithTheirServingCellLogs) {
 TEST(CellTimeline, CaptureAHandoversRejectsAndTheNASLoggedTwice) {
     cRecorder sink;
     Feed(StreamPackets("raw_diag_stream_a.bin"), sink);
-    // tshark: targetPhysCellId and dl-CarrierFreq of the 17 handover commands.
-    const char* const kTargets[] = {
-        "pci 217 earfcn 38098", "pci 337 earfcn 37900", "pci 217 earfcn 38098", "pci 214 earfcn 37900",
-        "pci 337 earfcn 37900", "pci 214 earfcn 37900", "pci 291 earfcn 37900", "pci 213 earfcn 37900",
-        "pci 217 earfcn 38098", "pci 213 earfcn 37900", "pci 214 earfcn 37900", "pci 291 earfcn 37900",
-        "pci 213 earfcn 37900", "pci 291 earfcn 37900", "pci 217 earfcn 38098", "pci 217 earfcn 38098",
-        "pci 337 earfcn 37900",
-    };
-    const std::vector<std::string> handovers = sink.Details(kEventHandover);
-    ASSERT_EQ(handovers.size(), 17u);
-    for (size_t i = 0; i < handovers.size(); ++i) {
-        const std::string target = handovers[i].substr(handovers[i].find(" -> ") + 4);
-        EXPECT_EQ(target, kTargets[i]) << i;
-    }
+    // tshark: 17 handover commands (their targets are checked on the dual-SIM capture).
+    EXPECT_EQ(sink.Details(kEventHandover).size(), 17u);
     // tshark: Tracking area update reject (Implicitly detached), then Attach reject (No Suitable Cells In
     // tracking area); a Detach request from the network (Re-attach required).
     EXPECT_EQ(sink.Details(kEventTAUReject), std::vector<std::string>{"cause 10 (implicitly detached)"});

@@ -10,7 +10,6 @@
 
 namespace {
 
-const double NA = NAN;
 const char* const kCellInfo = "1080 04 01 1876 62f220 0141 00 ff";
 
 void ExpectPublishedCell(const sExtracted& got, const std::string& what) {
@@ -33,25 +32,25 @@ void ExpectPublishedCell(const sExtracted& got, const std::string& what) {
 }
 
 TEST(MeasGSM, CellInfoPublishedPacketAndItsDualSIMVariant) {
-    ExpectPublishedCell(ExtractLog(0x5134, Hex(kCellInfo)), "0x5134 published");
-    EXPECT_EQ(ExtractLog(0x5134, Hex(kCellInfo))->mSubscription, 0u);
+    ExpectPublishedCell(Extracted(0x5134, Hex(kCellInfo)), "0x5134 published");
+    EXPECT_EQ(Extracted(0x5134, Hex(kCellInfo))->mSubscription, 0u);
     // The dual-SIM log's subscription byte: 0 is the first SIM, as in the signalling logs.
     const struct {
         const char* mByte;
         uint32_t mSubscription;
     } sims[] = {{"00", 1}, {"01", 1}, {"02", 2}};
     for (const auto& sim : sims) {
-        const sExtracted got = ExtractLog(0x5B34, Hex(std::string(sim.mByte) + kCellInfo));
+        const sExtracted got = Extracted(0x5B34, Hex(std::string(sim.mByte) + kCellInfo));
         ExpectPublishedCell(got, std::string("0x5B34 subscription byte ") + sim.mByte);
         EXPECT_EQ(got->mSubscription, sim.mSubscription) << sim.mByte;
     }
     // In the multi-SIM wrapper, the subscription kept.
-    const sExtracted wrapped = ExtractPacket(MultiSIM(2, LogPacket(0x5134, Hex(kCellInfo))));
+    const sExtracted wrapped = Extracted(Wrapped(2, LogPacket(0x5134, Hex(kCellInfo))));
     ExpectPublishedCell(wrapped, "0x5134 for SIM 2");
     EXPECT_EQ(wrapped->mSubscription, 2u);
     // One byte short, in each.
-    EXPECT_EQ(ExtractLog(0x5134, Hex("1080 04 01 1876 62f220 0141 00")).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x5B34, Hex(kCellInfo)).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x5134, Hex("1080 04 01 1876 62f220 0141 00")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x5B34, Hex(kCellInfo)).mStatus, MEAS_BAD_LENGTH);
 }
 
 // The location area identity as the air carries it: MCC digits 2|1, MNC digit 3|MCC digit 3, MNC digits
@@ -78,7 +77,7 @@ TEST(MeasGSM, CellInfoLocationAreaAndBSIC) {
     for (const auto& c : cases) {
         cPayloadBuilder body;
         body.PutHex(0, kCellInfo).PutHex(2, c.mBSIC).PutHex(6, c.mLAI);
-        const sExtracted got = ExtractLog(0x5134, body.Body());
+        const sExtracted got = Extracted(0x5134, body.Body());
         ASSERT_EQ(got.mStatus, MEAS_OK) << c.mName;
         const sCellInfo& info = got->mCellInfo;
         EXPECT_EQ((info.mFields & CELL_HAS_PLMN) != 0, c.mHasPLMN) << c.mName;
@@ -133,24 +132,24 @@ cPayloadBuilder Reselection(unsigned int count, unsigned int records) {
 }
 
 TEST(MeasGSM, ReselectionMeasurements) {
-    ExpectCells(ExtractLog(0x51FC, Reselection(3, 3).Body()),
+    ExpectCells(Extracted(0x51FC, Reselection(3, 3).Body()),
                 {{true, true, 20, false, 0, -70.5},
                  {false, true, 30, false, 0, -90.5},
                  {false, true, 512, false, 0, -110.5},
                  {false, true, 975, false, 0, -20.5}},
                 "serving and 3 neighbours");
-    const sExtracted six = ExtractLog(0x51FC, Reselection(6, 6).Body());
+    const sExtracted six = Extracted(0x51FC, Reselection(6, 6).Body());
     EXPECT_EQ(six.mStatus, MEAS_OK);
     EXPECT_EQ(six->mCellCount, 7u);
     EXPECT_EQ(six->mCells[6].mChannel, 3u);
     // RxLev raw 91 is -19.5 dBm, above any GSM level.
-    const sExtracted high = ExtractLog(0x51FC, Reselection(0, 0).Put(5, 1, 91).Body());
+    const sExtracted high = Extracted(0x51FC, Reselection(0, 0).Put(5, 1, 91).Body());
     ExpectCells(high, {{true, true, 20, false, 0, NA}}, "RxLev raw 91");
     EXPECT_EQ(high->mOutOfRange, 1u);
 
-    EXPECT_EQ(ExtractLog(0x51FC, Reselection(7, 7).Body()).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x51FC, Reselection(2, 1).Body()).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x51FC, Reselection(0, 0).Resize(25).Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x51FC, Reselection(7, 7).Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x51FC, Reselection(2, 1).Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x51FC, Reselection(0, 0).Resize(25).Body()).mStatus, MEAS_BAD_LENGTH);
 }
 
 // 0x5071: u8 count, 12-byte records of ARFCN and band, i16 Rx power (1/16 dBm), BSIC valid, BSIC (BCC in
@@ -162,7 +161,7 @@ TEST(MeasGSM, SurroundCells) {
             "1000 20f9 01 21 00000000 0000 "
             "1f83 34fb 00 21 10000000 0100 "
             "0302 0000 01 40 00000000 0000");
-    const sExtracted got = ExtractLog(0x5071, body);
+    const sExtracted got = Extracted(0x5071, body);
     ExpectCells(got,
                 {{false, true, 16, true, 33, -110.0},
                  {false, true, 799, false, 0, -76.75},
@@ -171,29 +170,29 @@ TEST(MeasGSM, SurroundCells) {
     // The third cell: 0 dBm and BSIC bits above 5, both out of range.
     EXPECT_EQ(got->mOutOfRange, 2u);
     const Bytes cut(body.begin(), body.end() - 1);
-    EXPECT_EQ(ExtractLog(0x5071, cut).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x5071, Hex("")).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x5071, Hex("00"))->mCellCount, 0u);
+    EXPECT_EQ(Extracted(0x5071, cut).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x5071, Hex("")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x5071, Hex("00"))->mCellCount, 0u);
 }
 
 // 0x507A: the published serving level, 0xFB34 / 16 = -76.75 dBm; 0x507B: u8 count, then ARFCN and band,
 // i16 Rx power.
 TEST(MeasGSM, AuxiliaryMeasurements) {
-    const sExtracted serving = ExtractLog(0x507A, Hex("34fb00"));
+    const sExtracted serving = Extracted(0x507A, Hex("34fb00"));
     ExpectCells(serving, {{true, false, 0, false, 0, -76.75}}, "0x507A published");
-    const sExtracted low = ExtractLog(0x507A, Hex("0ff800"));
+    const sExtracted low = Extracted(0x507A, Hex("0ff800"));
     ExpectCells(low, {{true, false, 0, false, 0, NA}}, "0x507A at -127.06 dBm");
     EXPECT_EQ(low->mOutOfRange, 1u);
-    EXPECT_EQ(ExtractLog(0x507A, Hex("34")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x507A, Hex("34")).mStatus, MEAS_BAD_LENGTH);
 
-    const sExtracted neighbours = ExtractLog(0x507B, Hex("03 1080 40f8 1f83 c0fe 0100 b0fe"));
+    const sExtracted neighbours = Extracted(0x507B, Hex("03 1080 40f8 1f83 c0fe 0100 b0fe"));
     ExpectCells(neighbours,
                 {{false, true, 16, false, 0, -124.0},
                  {false, true, 799, false, 0, -20.0},
                  {false, true, 1, false, 0, -21.0}},
                 "0x507B");
-    EXPECT_EQ(ExtractLog(0x507B, Hex("03 1080 40f8 1f83 c0fe 0100 b0")).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x507B, Hex("")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x507B, Hex("03 1080 40f8 1f83 c0fe 0100 b0")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x507B, Hex("")).mStatus, MEAS_BAD_LENGTH);
 }
 
 }  // namespace

@@ -86,49 +86,52 @@ TEST(MeasLTECell, RealMIBs) {
     }
 }
 
-// Real serving cell info logs (v3), decoded by hand from tests/data/meas_lte_cells.txt, then the facts
-// page's worked example inside the multi-SIM wrapper of SIM 1.
+// Real serving cell info logs (v3), decoded by hand from tests/data/meas_lte_cells.txt (its second and third
+// repeat the first's kind of values: left out), then the facts page's worked example inside the multi-SIM
+// wrapper of SIM 1, and v2 built from the page's layout.
 TEST(MeasLTECell, RealServingCellInfo) {
     const struct {
+        unsigned int mVersion;
         uint32_t mSubscription;
         uint16_t mPCI;
         uint32_t mDL, mUL;
-        double mMHz;
+        double mMHz, mULMHz;
         uint32_t mIdentity, mTAC;
         uint16_t mBand, mMCC, mMNC;
         uint8_t mDigits;
     } expected[] = {
         // 03 | 38 01 | 1a 04 01 00 | 1a 04 02 00 | 32 32 | 0d d5 82 03 | 0b e6 | 42 00 00 00 | 37 01 | 03 |
         // e0 01 | 00: PCI 312, EARFCN 66586 / 132122, 50 RB, cell 0x0382D50D, TAC 58891, band 66, 311-480
-        {0, 312, 66586, 132122, 10, 0x0382D50D, 58891, 66, 311, 480, 3},
-        // 03 | 21 01 | d0 03 00 00 | 20 4a 00 00 | 19 19 | 0c 50 63 00 | fb a4 | 02 00 00 00 | 36 01 | 03 |
-        // 04 01 | 01: PCI 289, EARFCN 976 / 18976, 25 RB, cell 0x0063500C, TAC 42235, band 2, 310-260
-        {0, 289, 976, 18976, 5, 0x0063500C, 42235, 2, 310, 260, 3},
-        // 03 | 2f 01 | 52 03 00 00 | a2 49 00 00 | 64 64 | 08 d6 76 08 | 40 87 | 02 00 00 00 | 36 01 | 03 |
-        // 9a 01 | 00: PCI 303, EARFCN 850 / 18850, 100 RB, cell 0x0876D608, TAC 34624, band 2, 310-410
-        {0, 303, 850, 18850, 20, 0x0876D608, 34624, 2, 310, 410, 3},
-        // wrapper of SIM 2; 03 | e1 00 | b3 8d 00 00 | b3 8d 00 00 | 4b 4b | 1e 58 15 01 | de 10 | 22 00 00
-        // 00
-        // | cc 01 | 02 | 00 00 | 00: PCI 225, EARFCN 36275 both ways (TDD), 75 RB, cell 0x0115581E, TAC 4318,
-        // band 34, 460-00
-        {2, 225, 36275, 36275, 15, 0x0115581E, 4318, 34, 460, 0, 2},
+        {3, 0, 312, 66586, 132122, 10, 10, 0x0382D50D, 58891, 66, 311, 480, 3},
+        // wrapper of SIM 2; 03 | e1 00 | b3 8d 00 00 | b3 8d 00 00 | 4b 4b | 1e 58 15 01 | de 10 |
+        // 22 00 00 00 | cc 01 | 02 | 00 00 | 00: PCI 225, EARFCN 36275 both ways (TDD), 75 RB, cell
+        // 0x0115581E,
+        // TAC 4318, band 34, 460-00
+        {3, 2, 225, 36275, 36275, 15, 15, 0x0115581E, 4318, 34, 460, 0, 2},
         // 03 | fd 00 | 21 07 00 00 | 71 4d 00 00 | 4b 4b | 32 02 9d 01 | ad 18 | 03 00 00 00 | cc 01 | 02 |
         // 0b 00 | 00: PCI 253, EARFCN 1825 / 19825, 75 RB, cell 0x019D0232, TAC 6317, band 3, 460-11
-        {0, 253, 1825, 19825, 15, 0x019D0232, 6317, 3, 460, 11, 2},
+        {3, 0, 253, 1825, 19825, 15, 15, 0x019D0232, 6317, 3, 460, 11, 2},
         // The page: PCI 162, EARFCN 1350 / 19350, 100 RB, cell 0x078980BB (eNB 493952, cell 187), TAC 4566,
         // band 3, 460-00
-        {1, 162, 1350, 19350, 20, 0x078980BB, 4566, 3, 460, 0, 2},
+        {3, 1, 162, 1350, 19350, 20, 20, 0x078980BB, 4566, 3, 460, 0, 2},
+        // v2: u16 EARFCNs; DL 50 RB, UL 25 RB; a 3-digit MNC with a leading zero
+        {2, 0, 7, 5110, 23110, 10, 5, 0xABCDE01, 0x1234, 12, 310, 30, 3},
     };
     std::vector<Bytes> packets = PacketsOf("meas_lte_cells.txt", 0xB0C2);
+    ASSERT_EQ(packets.size(), 5u);
+    packets.erase(packets.begin() + 1, packets.begin() + 3);
     packets.push_back(
         Hex("98 01 00 00 01 00 00 00 10 00 29 00 29 00 c2 b0 23 b0 90 a7 27 33 f0 00"
             "03 a2 00 46 05 00 00 96 4b 00 00 64 64 bb 80 89 07 d6 11 03 00 00 00 cc 01 02 00 00 00"));
+    // PCI | DL, UL EARFCN | DL, UL RB | cell identity | TAC | band | MCC | MNC digits | MNC | allowed access
+    packets.push_back(
+        LogPacket(0xB0C2, Hex("02 0700 f613 465a 32 19 01debc0a 3412 0c000000 3601 03 1e00 01")));
     ASSERT_EQ(packets.size(), sizeof expected / sizeof expected[0]);
     for (size_t i = 0; i < packets.size(); ++i) {
         const sExtracted info = Extracted(packets[i]);
         ASSERT_EQ(info.mStatus, MEAS_OK) << i;
         EXPECT_EQ(info->mKind, MEAS_KIND_SERVING_CELL) << i;
-        EXPECT_EQ(info->mLogVersion, 3u) << i;
+        EXPECT_EQ(info->mLogVersion, expected[i].mVersion) << i;
         const sCellInfo& cell = info->mCellInfo;
         EXPECT_EQ(info->mSubscription, expected[i].mSubscription) << i;
         EXPECT_EQ(cell.mFields, kServingCellFields) << i;
@@ -136,7 +139,7 @@ TEST(MeasLTECell, RealServingCellInfo) {
         EXPECT_EQ(cell.mDLChannel, expected[i].mDL) << i;
         EXPECT_EQ(cell.mULChannel, expected[i].mUL) << i;
         EXPECT_EQ(cell.mDLBandwidthMHz, expected[i].mMHz) << i;
-        EXPECT_EQ(cell.mULBandwidthMHz, expected[i].mMHz) << i;
+        EXPECT_EQ(cell.mULBandwidthMHz, expected[i].mULMHz) << i;
         EXPECT_EQ(cell.mIdentity, expected[i].mIdentity) << i;
         EXPECT_EQ(cell.mArea, expected[i].mTAC) << i;
         EXPECT_EQ(cell.mBand, expected[i].mBand) << i;
@@ -172,40 +175,6 @@ TEST(MeasLTECell, HandBuiltMIBVersions) {
         EXPECT_EQ(mib->mCellInfo.mDLChannel, c.mEARFCN) << c.mBody;
         EXPECT_EQ(mib->mCellInfo.mDLBandwidthMHz, c.mMHz) << c.mBody;
     }
-}
-
-// v2 of the serving cell info, from the page's layout: u16 EARFCNs, and a 3-digit MNC with a leading zero.
-TEST(MeasLTECell, HandBuiltServingCellInfoV2KeepsMNCDigits) {
-    Bytes body;
-    Put(body, 0, 1, 2);
-    Put(body, 1, 2, 7);          // PCI
-    Put(body, 3, 2, 5110);       // DL EARFCN
-    Put(body, 5, 2, 23110);      // UL EARFCN
-    Put(body, 7, 1, 50);         // DL 10 MHz
-    Put(body, 8, 1, 25);         // UL 5 MHz
-    Put(body, 9, 4, 0xABCDE01);  // cell identity
-    Put(body, 13, 2, 0x1234);    // TAC
-    Put(body, 15, 4, 12);        // band
-    Put(body, 19, 2, 310);       // MCC
-    Put(body, 21, 1, 3);         // MNC digits
-    Put(body, 22, 2, 30);        // MNC 030
-    Put(body, 24, 1, 1);         // allowed access
-    ASSERT_EQ(body.size(), 25u);
-    const sExtracted info = Extracted(0xB0C2, body);
-    ASSERT_EQ(info.mStatus, MEAS_OK);
-    const sCellInfo& cell = info->mCellInfo;
-    EXPECT_EQ(cell.mFields, kServingCellFields);
-    EXPECT_EQ(cell.mCell, 7);
-    EXPECT_EQ(cell.mDLChannel, 5110u);
-    EXPECT_EQ(cell.mULChannel, 23110u);
-    EXPECT_EQ(cell.mDLBandwidthMHz, 10.0);
-    EXPECT_EQ(cell.mULBandwidthMHz, 5.0);
-    EXPECT_EQ(cell.mIdentity, 0xABCDE01u);
-    EXPECT_EQ(cell.mArea, 0x1234u);
-    EXPECT_EQ(cell.mBand, 12);
-    EXPECT_EQ(cell.mMCC, 310);
-    EXPECT_EQ(cell.mMNC, 30);
-    EXPECT_EQ(cell.mMNCDigits, 3);
 }
 
 // 0xB197 from the page's layout, with the published v1 packet's values: EARFCN 1300, PCI 36, 100 RB.

@@ -50,7 +50,7 @@ TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
     Put(body, 6, 2, (2 << 6) | 8);          // 2 cells, Qrxlevmin 8
     const struct {
         unsigned int mPCI, mRSSI, mRSRP, mRSRQ;
-    } cells[] = {{1, 600, 1000, 200}, {503, 700, 1100, 250}};
+    } cells[] = {{1, 600, 1000, 200}, {503, 1100, 1100, 250}};
     for (size_t k = 0; k < 2; ++k) {
         const size_t c = 8 + 28 * k;
         PutBits(body, c, 4, 0, 8, cells[k].mPCI);
@@ -61,7 +61,7 @@ TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
     }
     ASSERT_EQ(body.size(), 8u + 56u);
     ExpectNeighbours(Extracted(0xB180, body), 12000,
-                     {{1, -117.5, -17.5, -72.5}, {503, -111.25, -14.375, -66.25}});
+                     {{1, -117.5, -17.5, -72.5}, {503, -111.25, -14.375, -41.25}});
     // With release 1 the records are 32 bytes long: 2 of them no longer fit.
     body[1] = 1;
     EXPECT_EQ(Extracted(0xB180, body).mStatus, MEAS_BAD_LENGTH);
@@ -86,48 +86,18 @@ Bytes NeighbourRecord(unsigned int pci, unsigned int rsrp, unsigned int rsrq, un
     return record;
 }
 
-// The page's 0xB195 example (subpacket 31 v4, a capture not in tests/data): cell 0 from the quoted bytes,
-// cell 1 from the quoted values. EARFCN 5780; PCI 210 at -117.75 dBm / -16.75 dB / -91.94 dBm, PCI 172 at
-// -123.63 / -20.69 / -92.25.
-TEST(MeasLTENeighbour, ConnectedNeighboursWorkedExample) {
-    Bytes payload =
-        Hex("94 16 00 00 02 00 00 00 d2 00 00 00 5f f3 35 00 e4 43 3e 00 e4 43 3e 00 a7 9c 42 0d d4 50 "
-            "43 0d c9 00 00 00 21 09 09 00");
-    payload.resize(8 + 52, 0);
-    const Bytes second = NeighbourRecord(172, 902, 149, 284);
-    payload.insert(payload.end(), second.begin(), second.end());
-    const Bytes request(44, 0x5A);  // subpacket 30: not decoded by anyone
-    const sExtracted log = Extracted(0xB195, Envelope({{30, 3, request}, {31, 4, payload}}));
-    ExpectNeighbours(log, 5780, {{210, -117.75, -16.75, -91.94}, {172, -123.63, -20.69, -92.25}},
-                     kPageRounding);
-    EXPECT_EQ(log->mLogVersion, 4u);
-}
-
-// The page's 0xB192 example (subpacket 27 v4, published): EARFCN 3350, PCI 352, -123.88 dBm, -16.19 dB,
-// -96.88 dBm; after a request subpacket 26 v2.
-TEST(MeasLTENeighbour, IdleNeighbourResponseWorkedExample) {
-    Bytes payload =
-        Hex("16 0d 00 00 01 00 00 00 60 01 00 00 81 13 38 00 82 23 38 00 82 23 38 00 dd 74 03 0c c0 74 "
-            "d3 0d b5 00 00 00 d2 90 06 00");
-    payload.resize(8 + 52, 0);
-    const sExtracted log =
-        Extracted(0xB192, Envelope({{26, 2, Hex("16 0d 00 00 11 00 00 00")}, {27, 4, payload}}));
-    ExpectNeighbours(log, 3350, {{352, -123.88, -16.19, -96.88}}, kPageRounding);
-    EXPECT_EQ(log->mLogVersion, 4u);
-}
-
 // One row per response layout: u16 EARFCN and count (27 v2, 31 v3) or u32 EARFCN, u16 count, 2 reserved
-// (27 v4, 31 v4, 31 v24).
+// (27 v4, 31 v4, 31 v24). 0xB192 carries 27 and 0xB195 31.
 TEST(MeasLTENeighbour, ResponseLayouts) {
     const struct {
-        unsigned int mId, mVersion;
+        unsigned int mCode, mId, mVersion;
         const char* mHeader;
     } cases[] = {
-        {27, 2, "1b 08 02 00"},
-        {27, 4, "1b 08 00 00 02 00 00 00"},
-        {31, 3, "1b 08 82 01"},
-        {31, 4, "1b 08 00 00 02 00 00 00"},
-        {31, 24, "1b 08 00 00 02 00 00 00"},
+        {0xB192, 27, 2, "1b 08 02 00"},
+        {0xB192, 27, 4, "1b 08 00 00 02 00 00 00"},
+        {0xB195, 31, 3, "1b 08 82 01"},
+        {0xB195, 31, 4, "1b 08 00 00 02 00 00 00"},
+        {0xB195, 31, 24, "1b 08 00 00 02 00 00 00"},
     };
     for (const auto& c : cases) {
         Bytes payload = Hex(c.mHeader);
@@ -135,15 +105,16 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
             payload.insert(payload.end(), record.begin(), record.end());
         }
         // 0xB195 v3's count word also has the duplex mode (bits 7..8) and serving cell index (bits 9..12).
-        const sExtracted log = Extracted(0xB195, Envelope({{c.mId, c.mVersion, payload}}));
+        const sExtracted log = Extracted(c.mCode, Envelope({{c.mId, c.mVersion, payload}}));
         ExpectNeighbours(log, 2075, {{44, -119.3125, -17, -89.75}, {473, NAN, NAN, NAN}});
         EXPECT_EQ(log->mLogVersion, c.mVersion);
         EXPECT_EQ(log->mOutOfRange, 0u);
 
         payload.pop_back();
-        EXPECT_EQ(Extracted(0xB195, Envelope({{c.mId, c.mVersion, payload}})).mStatus, MEAS_BAD_LENGTH)
+        EXPECT_EQ(Extracted(c.mCode, Envelope({{c.mId, c.mVersion, payload}})).mStatus, MEAS_BAD_LENGTH)
             << c.mId << " v" << c.mVersion;
     }
+    // Requests (26 of 0xB192, 30 of 0xB195) are passed over.
     const struct {
         unsigned int mId, mVersion;
         eMeasStatus mStatus;
@@ -152,7 +123,9 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
         {27, 3, MEAS_UNSUPPORTED_VERSION},
         {30, 4, MEAS_UNSUPPORTED_VERSION},
         {28, 1, MEAS_UNSUPPORTED_VERSION},
+        {26, 3, MEAS_UNSUPPORTED_VERSION},
         {26, 1, MEAS_OK},
+        {26, 2, MEAS_OK},
         {30, 3, MEAS_OK},
     };
     for (const auto& c : others) {
@@ -171,20 +144,12 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
     EXPECT_EQ(log->mOutOfRange, 1u);
 }
 
-// Real 0xB195 logs (request 30 v3, then response 31 v4) decoded by hand. Response payloads: 1b 08 00 00
+// A real 0xB195 log (request 30 v3, then response 31 v4) decoded by hand. Response payloads: 1b 08 00 00
 // (EARFCN 2075), the count, 2 reserved, then 52-byte records: PCI w32@0[0..9], RSRP w16@12[0..11],
 // RSRQ w32@20[10..19], RSSI w32@28[11..21].
 TEST(MeasLTENeighbour, RealConnectedNeighbours) {
     const std::vector<Bytes> packets = PacketsOf("meas_lte_2016.txt", 0xB195);
     ASSERT_GT(packets.size(), 34u);
-    // Log 2, 2 cells:
-    //  d8 01 00 00 | 9f f3 39 00 | 63 33 36 00 | 9f f3 .. | .. | 00 f4 d2 0b | de 00 00 00 | 60 01 0b 00: PCI
-    //  472, RSRP 0x39F 927 -> -122.0625, RSRQ 0x0BD2F400 [10..19] 189 -> -18.1875, RSSI 0x000B0160 [11..21]
-    //  352 -> -88
-    //  36 00 00 00 | .. | 45 54 .. | .. | e1 84 13 0e | df 00 00 00 | 61 09 0b 00: PCI 54, 0x445 1093 ->
-    //  -111.6875, 0x0E1384E1 225 -> -15.9375, 0x000B0961 353 -> -87.9375
-    ExpectNeighbours(Extracted(packets[2]), 2075,
-                     {{472, -122.0625, -18.1875, -88}, {54, -111.6875, -15.9375, -87.9375}});
     // Log 34, 4 cells; cell 1 has RSRQ raw 0 (not measured):
     //  2c 00 .. | 0xB3CB [0..11] 971 -> -119.3125 | 0x0D03405C 208 -> -17 | 0x000A2144 324 -> -89.75
     //  11 01 .. | 0x3333 819 -> -128.8125 | 0 -> not measured | 0x000A2144 -> -89.75
@@ -288,17 +253,6 @@ TEST(MeasLTENeighbour, IntraFrequencyImpossibleValues) {
     EXPECT_TRUE(std::isnan(log->mCells[1].mRSRP));  // raw -16: -181 dBm
     EXPECT_TRUE(std::isnan(log->mCells[2].mRSRQ));  // raw -32768
     EXPECT_EQ(log->mOutOfRange, 3u);
-}
-
-// Real v4 logs decoded by hand (tests/data/meas_lte_2016.txt, the first one):
-// 04 00 00 00 00 00 00 00 | 1b 08 00 00 | 2a 00 | 55 1f | 55 04 55 04 | ff 00 ff 00 | 01 00 00 00 |
-// d8 01 ab 03 ab 03 d0 00 d0 00 00 00: EARFCN 2075, serving PCI 42 (index 0), RSRP 0x455 1109 -> -110.6875,
-// RSRQ 0xFF 255 -> -14.0625; one neighbour, PCI 472, 0x3AB 939 -> -121.3125, 0xD0 208 -> -17.
-TEST(MeasLTENeighbour, RealIntraFrequency) {
-    const std::vector<Bytes> packets = PacketsOf("meas_lte_2016.txt", 0xB179);
-    ASSERT_FALSE(packets.empty());
-    ExpectIntraFrequency(Extracted(packets[0]), 2075, 0, {42, -110.6875, -14.0625, NAN},
-                         {{472, -121.3125, -17, NAN}});
 }
 
 // 0xB188 from the page's layout: subpacket 35, DRX cycle, frequencies each with its 16-byte cell records.

@@ -125,16 +125,14 @@ TEST(MeasLTERealCapture, Measurement2016CaptureV19AndNeighbours) {
             for (size_t k = 0; k < log->mCellCount; ++k) {
                 const sMeasuredCell& cell = log->mCells[k];
                 EXPECT_EQ(cell.mChannel, 2075u);
-                if (cell.mServing) {
-                    EXPECT_EQ(cell.mCell, 42);
-                    EXPECT_GE(cell.mRSRP, -144);
-                    EXPECT_LE(cell.mRSRP, -44);
-                    continue;
-                }
-                ++count;
-                neighbours.insert(cell.mCell);
                 EXPECT_GE(cell.mRSRP, -144);
                 EXPECT_LE(cell.mRSRP, -44);
+                if (cell.mServing) {
+                    EXPECT_EQ(cell.mCell, 42);
+                } else {
+                    ++count;
+                    neighbours.insert(cell.mCell);
+                }
             }
         }
         EXPECT_EQ(logs, n.mLogs) << std::hex << n.mCode;

@@ -13,8 +13,6 @@
 
 namespace {
 
-const double NA = NAN;
-
 // The published 0xB97F 2.7 packet in its pieces. Cell 1's beam record is not printed on the page (168
 // bytes in all); it is zero here.
 const char* const kHeader27 = "07000200 01 14 0000 84010000 f9ffffff";
@@ -106,13 +104,13 @@ TEST(MeasNR, SearcherEveryVersionGivesThePublishedCells) {
     const std::vector<sNRCell> want(std::begin(kPublishedCells), std::end(kPublishedCells));
     for (const sSearcherRow& row : SearcherRows()) {
         const Bytes body = Hex(row.mBody);
-        const sExtracted got = ExtractLog(0xB97F, body);
+        const sExtracted got = Extracted(0xB97F, body);
         ExpectCells(got, want, row.mName);
         EXPECT_EQ(got->mLogVersion, row.mVersion) << row.mName;
         EXPECT_EQ(got->mLogCode, 0xB97F) << row.mName;
         // The last beam ends the body: one byte less cuts it.
         const Bytes cut(body.begin(), body.end() - 1);
-        EXPECT_EQ(ExtractLog(0xB97F, cut).mStatus, MEAS_BAD_LENGTH) << row.mName;
+        EXPECT_EQ(Extracted(0xB97F, cut).mStatus, MEAS_BAD_LENGTH) << row.mName;
     }
     // The published packet's total length, as the page checks it.
     EXPECT_EQ(Hex(SearcherRows()[1].mBody).size(), 168u);
@@ -122,19 +120,30 @@ TEST(MeasNR, SearcherEveryVersionGivesThePublishedCells) {
 TEST(MeasNR, SearcherServingIndexFirstWithOneCell) {
     const std::string oneCell = std::string(kCell0) + kBeam0 + kBeamPad;
     const sExtracted got =
-        ExtractLog(0xB97F, Hex("0a000200" + std::string(kHeaderRest) + Layer2x("0001") + oneCell));
+        Extracted(0xB97F, Hex("0a000200" + std::string(kHeaderRest) + Layer2x("0001") + oneCell));
     ExpectCells(got, {kPublishedCells[0]}, "2.10 00 01");
+}
+
+// The swapped order's count goes up to 254; with 255 the bytes read in the 2.7 order (L+4 0: no cell).
+TEST(MeasNR, SearcherSwappedOrderCountEnds) {
+    for (const unsigned int count : {254u, 255u}) {
+        cPayloadBuilder body;
+        body.Put(0, 4, 0x00020009).Put(8, 1, 1).Put(20, 4, 431070).Put(25, 1, count).Put(26, 2, 0xFFFF);
+        const sExtracted got = Extracted(0xB97F, body.Resize(20 + 32 + 16 * 254).Body());
+        ASSERT_EQ(got.mStatus, MEAS_OK) << count;
+        EXPECT_EQ(got->mCellCount, count == 254 ? 254u : 0u) << count;
+    }
 }
 
 TEST(MeasNR, SearcherVersionsPastEachEndAreRefused) {
     const std::string rest = std::string(kHeaderRest) + kLayer2x + Cells("");
     for (const char* version : {"05000200", "08000200", "0b000200", "01000300", "07000100", "00000400"}) {
-        const sExtracted got = ExtractLog(0xB97F, Hex(version + rest));
+        const sExtracted got = Extracted(0xB97F, Hex(version + rest));
         EXPECT_EQ(got.mStatus, MEAS_UNSUPPORTED_VERSION) << version;
         EXPECT_EQ(got->mCellCount, 0u) << version;
     }
     for (const char* body : {"", "070002"}) {
-        EXPECT_EQ(ExtractLog(0xB97F, Hex(body)).mStatus, MEAS_BAD_LENGTH) << body;
+        EXPECT_EQ(Extracted(0xB97F, Hex(body)).mStatus, MEAS_BAD_LENGTH) << body;
     }
 }
 
@@ -157,7 +166,7 @@ cPayloadBuilder Searcher30(std::initializer_list<uint8_t> cellsPerLayer, uint8_t
 }
 
 TEST(MeasNR, SearcherLayersGiveTheirChannelsAndServingCells) {
-    const sExtracted got = ExtractLog(0xB97F, Searcher30({1, 2}, 2).Body());
+    const sExtracted got = Extracted(0xB97F, Searcher30({1, 2}, 2).Body());
     ExpectCells(got,
                 {{669, true, 431070, -100.0, -10.5},
                  {669, true, 641760, -100.0, -10.5},
@@ -178,17 +187,16 @@ TEST(MeasNR, SearcherCountsBeyondThePayloadAreRefused) {
     };
     for (const auto& c : cases) {
         cPayloadBuilder body = Searcher30({1, 2}, 2);
-        EXPECT_EQ(ExtractLog(0xB97F, body.Put(c.mAt, 1, c.mValue).Body()).mStatus, MEAS_BAD_LENGTH)
-            << c.mName;
+        EXPECT_EQ(Extracted(0xB97F, body.Put(c.mAt, 1, c.mValue).Body()).mStatus, MEAS_BAD_LENGTH) << c.mName;
     }
     // A layer record cut short, with no cells to read.
     cPayloadBuilder layerOnly;
     layerOnly.Put(0, 4, 0x00030000).Put(8, 1, 1).Resize(20 + 39);
-    EXPECT_EQ(ExtractLog(0xB97F, layerOnly.Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0xB97F, layerOnly.Body()).mStatus, MEAS_BAD_LENGTH);
 }
 
 TEST(MeasNR, SearcherCellsPastTheRecordAreCounted) {
-    const sExtracted got = ExtractLog(0xB97F, Searcher30({200, 100}).Body());
+    const sExtracted got = Extracted(0xB97F, Searcher30({200, 100}).Body());
     ASSERT_EQ(got.mStatus, MEAS_OK);
     EXPECT_EQ(got->mCellCount, kMeasMaxCells);
     EXPECT_EQ(got->mCellsDropped, 300 - kMeasMaxCells);
@@ -216,7 +224,7 @@ TEST(MeasNR, SearcherValuesOutsidePhysicalRanges) {
     for (const auto& c : cases) {
         cPayloadBuilder body = Searcher30({1});
         body.Put(60, 2, c.mPCI).Put(68, 4, c.mRSRP).Put(72, 4, c.mRSRQ);
-        const sExtracted got = ExtractLog(0xB97F, body.Body());
+        const sExtracted got = Extracted(0xB97F, body.Body());
         ASSERT_EQ(got.mStatus, MEAS_OK) << c.mPCI;
         ASSERT_EQ(got->mCellCount, 1u);
         const sMeasuredCell& cell = got->mCells[0];
@@ -244,7 +252,7 @@ cPayloadBuilder ServingBeams(uint8_t beams, int32_t rsrp = -12800) {
 }
 
 TEST(MeasNR, ServingBeams) {
-    const sExtracted got = ExtractLog(0xB975, ServingBeams(2).Body());
+    const sExtracted got = Extracted(0xB975, ServingBeams(2).Body());
     ASSERT_EQ(got.mStatus, MEAS_OK);
     EXPECT_EQ(got->mLogVersion, 0x00020001u);
     EXPECT_EQ(got->mKind, MEAS_KIND_MEASUREMENT);
@@ -255,15 +263,15 @@ TEST(MeasNR, ServingBeams) {
     EXPECT_TRUE(SameLevel(cell.mRSRP, -100.0));
     EXPECT_TRUE(SameLevel(cell.mRSRQ, -10.5));
 
-    EXPECT_TRUE(SameLevel(ExtractLog(0xB975, ServingBeams(2, 0).Body())->mCells[0].mRSRP, NA));
-    EXPECT_EQ(ExtractLog(0xB975, ServingBeams(3).Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_TRUE(SameLevel(Extracted(0xB975, ServingBeams(2, 0).Body())->mCells[0].mRSRP, NA));
+    EXPECT_EQ(Extracted(0xB975, ServingBeams(3).Body()).mStatus, MEAS_BAD_LENGTH);
     Bytes cut = ServingBeams(2).Body();
     cut.pop_back();
-    EXPECT_EQ(ExtractLog(0xB975, cut).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0xB975, ServingBeams(0).Resize(40).Body()).mStatus, MEAS_OK);
-    EXPECT_EQ(ExtractLog(0xB975, ServingBeams(0).Resize(39).Body()).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0xB975, cut).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0xB975, ServingBeams(0).Resize(40).Body()).mStatus, MEAS_OK);
+    EXPECT_EQ(Extracted(0xB975, ServingBeams(0).Resize(39).Body()).mStatus, MEAS_BAD_LENGTH);
     for (uint32_t version : {0x00020000u, 0x00020002u}) {
-        EXPECT_EQ(ExtractLog(0xB975, ServingBeams(2).Put(0, 4, version).Body()).mStatus,
+        EXPECT_EQ(Extracted(0xB975, ServingBeams(2).Put(0, 4, version).Body()).mStatus,
                   MEAS_UNSUPPORTED_VERSION);
     }
 }
@@ -288,7 +296,7 @@ TEST(MeasNR, MIB) {
         {"1.0", "00000100 5001 c0ac0500 9a00000080", MEAS_UNSUPPORTED_VERSION, 0x00010000, 0, 0},
     };
     for (const auto& c : cases) {
-        const sExtracted got = ExtractLog(0xB822, Hex(c.mBody));
+        const sExtracted got = Extracted(0xB822, Hex(c.mBody));
         ASSERT_EQ(got.mStatus, c.mStatus) << c.mName;
         EXPECT_EQ(got->mLogVersion, c.mVersion) << c.mName;
         if (c.mStatus == MEAS_OK) {
@@ -362,31 +370,23 @@ void ExpectPublishedServingCell(const sExtracted& got, const std::string& what) 
     EXPECT_EQ(info.mBand, 78) << what;
 }
 
-TEST(MeasNR, ServingCellInfoPublishedPacket) {
-    const Bytes body =
-        Hex("04000000 9d02 e0ca0900 d6c60900 5a00 5a00 00127df204000000 0601 02 0100 01 29790000 4e00");
-    ExpectPublishedServingCell(ExtractLog(0xB823, body), "0.4 published");
-    EXPECT_EQ(body, ServingCell(kServingCellOffsets[0]).Body());
-    // In the multi-SIM wrapper, the subscription kept.
-    const sExtracted wrapped = ExtractPacket(MultiSIM(2, LogPacket(0xB823, body)));
-    ExpectPublishedServingCell(wrapped, "0.4 for SIM 2");
-    EXPECT_EQ(wrapped->mSubscription, 2u);
-}
-
 TEST(MeasNR, ServingCellInfoEveryVersion) {
+    // The published 0.4 packet is the first row's body.
+    EXPECT_EQ(Hex("04000000 9d02 e0ca0900 d6c60900 5a00 5a00 00127df204000000 0601 02 0100 01 29790000 4e00"),
+              ServingCell(kServingCellOffsets[0]).Body());
     for (const sServingCellOffsets& layout : kServingCellOffsets) {
         const std::string what = "version " + std::to_string(layout.mVersion >> 16) + "." +
                                  std::to_string(layout.mVersion & 0xFFFF);
-        const sExtracted got = ExtractLog(0xB823, ServingCell(layout).Body());
+        const sExtracted got = Extracted(0xB823, ServingCell(layout).Body());
         ExpectPublishedServingCell(got, what);
         EXPECT_EQ(got->mLogVersion, layout.mVersion) << what;
-        EXPECT_EQ(ExtractLog(0xB823, ServingCell(layout).Resize(layout.mSize - 1).Body()).mStatus,
+        EXPECT_EQ(Extracted(0xB823, ServingCell(layout).Resize(layout.mSize - 1).Body()).mStatus,
                   MEAS_BAD_LENGTH)
             << what;
     }
     for (uint32_t version : {0x00000003u, 0x00000005u, 0x00030001u, 0x00030004u, 0x00020000u}) {
         cPayloadBuilder body = ServingCell(kServingCellOffsets[3]);
-        EXPECT_EQ(ExtractLog(0xB823, body.Put(0, 4, version).Body()).mStatus, MEAS_UNSUPPORTED_VERSION)
+        EXPECT_EQ(Extracted(0xB823, body.Put(0, 4, version).Body()).mStatus, MEAS_UNSUPPORTED_VERSION)
             << version;
     }
 }
@@ -409,7 +409,7 @@ TEST(MeasNR, ServingCellInfoValuesOutsideTheirRanges) {
     };
     for (const auto& c : cases) {
         cPayloadBuilder body = ServingCell(v04);
-        const sExtracted got = ExtractLog(0xB823, body.Put(c.mAt, c.mWidth, c.mValue).Body());
+        const sExtracted got = Extracted(0xB823, body.Put(c.mAt, c.mWidth, c.mValue).Body());
         ASSERT_EQ(got.mStatus, MEAS_OK) << c.mName;
         EXPECT_EQ(got->mOutOfRange, 1u) << c.mName;
         EXPECT_EQ(got->mCellInfo.mFields & c.mMissing, 0u) << c.mName;
@@ -418,7 +418,7 @@ TEST(MeasNR, ServingCellInfoValuesOutsideTheirRanges) {
     // The largest of each is kept; a 3-digit MNC keeps its leading zero by its digit count.
     cPayloadBuilder body = ServingCell(v04);
     body.Put(v04.mPCI, 2, 1007).Put(v04.mNCI, 8, (int64_t(1) << 36) - 1).Put(v04.mTAC, 4, (1 << 24) - 1);
-    const sExtracted got = ExtractLog(0xB823, body.Put(v04.mMNCDigits, 1, 3).Put(v04.mMNC, 2, 10).Body());
+    const sExtracted got = Extracted(0xB823, body.Put(v04.mMNCDigits, 1, 3).Put(v04.mMNC, 2, 10).Body());
     EXPECT_EQ(got->mOutOfRange, 0u);
     EXPECT_EQ(got->mCellInfo.mCell, 1007);
     EXPECT_EQ(got->mCellInfo.mIdentity, 0xFFFFFFFFFu);

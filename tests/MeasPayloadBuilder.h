@@ -1,24 +1,22 @@
-// Helpers of the measurement extractor's tests: log bodies built from readable fields at the offsets of a
-// published layout, the multi-SIM wrapper, and one extraction into a record held by the test.
+// Log bodies built from readable fields at the offsets of a published layout, for the measurement
+// extractor's tests; the rest of their helpers are those of MeasTestSupport.h.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <memory>
 
-#include "meas/MeasExtractor.h"
-#include "tests/DiagPackets.h"
+#include "tests/MeasTestSupport.h"
 
 namespace {
+
+const double NA = NAN;  // a value the log does not give
 
 // A body of `size` zero bytes with fields written into it; writing past the end grows it.
 class cPayloadBuilder {
 public:
     explicit cPayloadBuilder(size_t size = 0) : mBytes(size, 0) {}
-    // The little-endian `width`-byte field `value` (two's complement for a negative one) at `at`.
+    // The little-endian `width`-byte field `value` (two's complement for a negative one) at `at`, in place
+    // of what was there.
     cPayloadBuilder& Put(size_t at, unsigned int width, int64_t value) {
         if (mBytes.size() < at + width) {
             mBytes.resize(at + width, 0);
@@ -47,39 +45,9 @@ private:
     Bytes mBytes;
 };
 
-// The multi-SIM wrapper around a packet: 98 01 00 00, u32 subscription, the packet.
-inline Bytes MultiSIM(uint32_t subscription, const Bytes& packet) {
-    Bytes wrapped = Hex("98010000");
-    for (unsigned int i = 0; i < 4; ++i) {
-        wrapped.push_back(static_cast<unsigned char>(subscription >> (8 * i)));
-    }
-    wrapped.insert(wrapped.end(), packet.begin(), packet.end());
-    return wrapped;
-}
-
-// One extraction into a record of its own (records are large: kept off the stack).
-struct sExtracted {
-    eMeasStatus mStatus;
-    std::unique_ptr<sMeasLog> mLog;
-    const sMeasLog* operator->() const { return mLog.get(); }
-};
-
-inline sExtracted ExtractPacket(const Bytes& packet) {
-    sExtracted result{MEAS_NOT_MEASUREMENT, std::unique_ptr<sMeasLog>(new sMeasLog())};
-    result.mStatus = cMeasExtractor().Extract(packet.data(), packet.size(), *result.mLog);
-    return result;
-}
-
-inline sExtracted ExtractLog(unsigned int code, const Bytes& body) {
-    return ExtractPacket(LogPacket(code, body));
-}
-
 // A level to compare with a value of the facts page printed to two decimals; NaN stands for "not given".
-inline ::testing::AssertionResult SameLevel(double got, double want, double within = 0.005) {
-    if (std::isnan(want) ? std::isnan(got) : std::fabs(got - want) <= within) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure() << got << " where " << want << " was expected";
+inline ::testing::AssertionResult SameLevel(double got, double want) {
+    return Value(got, want, kPageRounding);
 }
 
 }  // namespace

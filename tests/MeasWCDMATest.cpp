@@ -11,11 +11,10 @@
 
 namespace {
 
-const double NA = NAN;
 const char* const kCellId = "f1250000 a7290000 41852d08 0000 07 00 d018 020602 00030f 9d9c0000 01000000";
 
 TEST(MeasWCDMA, CellIdPublishedPacket) {
-    const sExtracted got = ExtractLog(0x4127, Hex(kCellId));
+    const sExtracted got = Extracted(0x4127, Hex(kCellId));
     ASSERT_EQ(got.mStatus, MEAS_OK);
     EXPECT_EQ(got->mKind, MEAS_KIND_SERVING_CELL);
     EXPECT_EQ(got->mTechnology, RADIO_WCDMA);
@@ -43,30 +42,29 @@ TEST(MeasWCDMA, CellIdFieldsOutsideTheirRanges) {
         unsigned int mOutOfRange;
         uint16_t mMNC;
         uint8_t mMNCDigits;
+        uint16_t mPSC;
     } cases[] = {
-        {"3-digit MNC 010", 21, "000100", 0, 0, 10, 3},
-        {"PSC 511", 16, "f01f", 0, 0, 3, 2},
-        {"PSC 512", 16, "0020", CELL_HAS_CELL, 1, 3, 2},
-        {"UC-Id of 29 bits", 8, "00000010", CELL_HAS_IDENTITY, 1, 3, 2},
-        {"LAC of 17 bits", 24, "00000100", CELL_HAS_AREA, 1, 3, 2},
-        {"MCC digit 10", 19, "0a", CELL_HAS_PLMN, 1, 0, 0},
-        {"MNC filler in the first digit", 21, "0f", CELL_HAS_PLMN, 1, 0, 0},
+        {"3-digit MNC 010", 21, "000100", 0, 0, 10, 3, 397},
+        {"PSC 511", 16, "f01f", 0, 0, 3, 2, 511},
+        {"PSC 512", 16, "0020", CELL_HAS_CELL, 1, 3, 2, 0},
+        {"UC-Id of 29 bits", 8, "00000010", CELL_HAS_IDENTITY, 1, 3, 2, 397},
+        {"LAC of 17 bits", 24, "00000100", CELL_HAS_AREA, 1, 3, 2, 397},
+        {"MCC digit 10", 19, "0a", CELL_HAS_PLMN, 1, 0, 0, 397},
+        {"MNC filler in the first digit", 21, "0f", CELL_HAS_PLMN, 1, 0, 0, 397},
     };
     for (const auto& c : cases) {
         cPayloadBuilder body;
-        const sExtracted got = ExtractLog(0x4127, body.PutHex(0, kCellId).PutHex(c.mAt, c.mBytes).Body());
+        const sExtracted got = Extracted(0x4127, body.PutHex(0, kCellId).PutHex(c.mAt, c.mBytes).Body());
         ASSERT_EQ(got.mStatus, MEAS_OK) << c.mName;
         EXPECT_EQ(got->mOutOfRange, c.mOutOfRange) << c.mName;
         EXPECT_EQ(got->mCellInfo.mFields & c.mMissing, 0u) << c.mName;
         EXPECT_EQ(got->mCellInfo.mMNC, c.mMNC) << c.mName;
         EXPECT_EQ(got->mCellInfo.mMNCDigits, c.mMNCDigits) << c.mName;
+        EXPECT_EQ(got->mCellInfo.mCell, c.mPSC) << c.mName;
     }
-    EXPECT_EQ(
-        ExtractLog(0x4127, cPayloadBuilder().PutHex(0, kCellId).PutHex(16, "f01f").Body())->mCellInfo.mCell,
-        511);
     Bytes cut = Hex(kCellId);
     cut.pop_back();
-    EXPECT_EQ(ExtractLog(0x4127, cut).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x4127, cut).mStatus, MEAS_BAD_LENGTH);
 }
 
 struct sWCDMACell {
@@ -97,9 +95,9 @@ void ExpectCells(const sExtracted& got, const std::vector<sWCDMACell>& want, con
 }
 
 TEST(MeasWCDMA, ReselectionRankPublishedPacket) {
-    const sExtracted got = ExtractLog(0x4005, Hex("8200 0000000000 "
-                                                  "f1293200b6a5fff1f5ff000000000000 "
-                                                  "f1293100b39effdedeff040000008000"));
+    const sExtracted got = Extracted(0x4005, Hex("8200 0000000000 "
+                                                 "f1293200b6a5fff1f5ff000000000000 "
+                                                 "f1293100b39effdedeff040000008000"));
     ExpectCells(got, {{RADIO_WCDMA, 10737, true, 50, -95, -7.5}, {RADIO_WCDMA, 10737, true, 49, -98, -17.0}},
                 "version 2 published");
     EXPECT_EQ(got->mLogVersion, 2u);
@@ -117,37 +115,32 @@ const sRankLayout kRankLayouts[] = {{0, 2, 10, 7}, {1, 2, 11, 8}, {2, 7, 16, 13}
 cPayloadBuilder Rank(const sRankLayout& layout, unsigned int wcdma = 1, unsigned int gsm = 1) {
     cPayloadBuilder body;
     body.Put(0, 1, layout.mVersion << 6 | wcdma).Put(1, 1, gsm);
-    size_t at = layout.mCellsAt;
-    for (unsigned int i = 0; i < 1; ++i, at += layout.mWCDMASize) {
-        body.Put(at, 2, 10700).Put(at + 2, 2, 300).Put(at + 4, 1, -60).Put(at + 5, 2, -1).Put(at + 7, 1, -21);
-        body.Put(at + 8, 2, -1).Resize(at + layout.mWCDMASize);
-    }
-    for (unsigned int i = 0; i < 1; ++i, at += layout.mGSMSize) {
-        body.Put(at, 2, 0x3000 | 871).Put(at + 2, 2, 33).Put(at + 4, 1, -70).Put(at + 5, 2, -1);
-        body.Resize(at + layout.mGSMSize);
-    }
-    return body;
+    const size_t at = layout.mCellsAt;
+    body.Put(at, 2, 10700).Put(at + 2, 2, 300).Put(at + 4, 1, -60).Put(at + 5, 2, -1).Put(at + 7, 1, -21);
+    const size_t gsmAt = at + layout.mWCDMASize;
+    body.Put(at + 8, 2, -1).Put(gsmAt, 2, 0x3000 | 871).Put(gsmAt + 2, 2, 33).Put(gsmAt + 4, 1, -70);
+    return body.Put(gsmAt + 5, 2, -1).Resize(gsmAt + layout.mGSMSize);
 }
 
 TEST(MeasWCDMA, ReselectionRankEveryVersion) {
     for (const sRankLayout& layout : kRankLayouts) {
         const std::string what = "version " + std::to_string(layout.mVersion);
-        const sExtracted got = ExtractLog(0x4005, Rank(layout).Body());
+        const sExtracted got = Extracted(0x4005, Rank(layout).Body());
         ExpectCells(got, {{RADIO_WCDMA, 10700, true, 300, -81, -10.5}, {RADIO_GSM, 871, true, 33, NA, NA}},
                     what);
         EXPECT_EQ(got->mLogVersion, layout.mVersion) << what;
         EXPECT_EQ(got->mOutOfRange, 0u) << what;
         Bytes cut = Rank(layout).Body();
         cut.pop_back();
-        EXPECT_EQ(ExtractLog(0x4005, cut).mStatus, MEAS_BAD_LENGTH) << what;
-        EXPECT_EQ(ExtractLog(0x4005, Rank(layout, 2, 1).Body()).mStatus, MEAS_BAD_LENGTH) << what;
-        EXPECT_EQ(ExtractLog(0x4005, Rank(layout, 1, 2).Body()).mStatus, MEAS_BAD_LENGTH) << what;
+        EXPECT_EQ(Extracted(0x4005, cut).mStatus, MEAS_BAD_LENGTH) << what;
+        EXPECT_EQ(Extracted(0x4005, Rank(layout, 2, 1).Body()).mStatus, MEAS_BAD_LENGTH) << what;
+        EXPECT_EQ(Extracted(0x4005, Rank(layout, 1, 2).Body()).mStatus, MEAS_BAD_LENGTH) << what;
     }
     // Version 3 (both top bits) has no layout; a body without its two count bytes is cut.
-    EXPECT_EQ(ExtractLog(0x4005, Hex("c100 f1293200b6a5fff1f5ff")).mStatus, MEAS_UNSUPPORTED_VERSION);
-    EXPECT_EQ(ExtractLog(0x4005, Hex("00")).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(ExtractLog(0x4005, Hex("")).mStatus, MEAS_BAD_LENGTH);
-    const sExtracted none = ExtractLog(0x4005, Hex("0000"));
+    EXPECT_EQ(Extracted(0x4005, Hex("c100 f1293200b6a5fff1f5ff")).mStatus, MEAS_UNSUPPORTED_VERSION);
+    EXPECT_EQ(Extracted(0x4005, Hex("00")).mStatus, MEAS_BAD_LENGTH);
+    EXPECT_EQ(Extracted(0x4005, Hex("")).mStatus, MEAS_BAD_LENGTH);
+    const sExtracted none = Extracted(0x4005, Hex("0000"));
     EXPECT_EQ(none.mStatus, MEAS_OK);
     EXPECT_EQ(none->mCellCount, 0u);
 }
@@ -173,7 +166,7 @@ TEST(MeasWCDMA, ReselectionRankValuesOutsidePhysicalRanges) {
     for (const auto& c : cases) {
         cPayloadBuilder body = Rank(kRankLayouts[1]);
         body.Put(2 + 2, 2, c.mPSC).Put(2 + 4, 1, c.mRSCP).Put(2 + 7, 1, c.mEcIo).Put(2 + 11 + 2, 2, c.mBSIC);
-        const sExtracted got = ExtractLog(0x4005, body.Body());
+        const sExtracted got = Extracted(0x4005, body.Body());
         ASSERT_EQ(got.mStatus, MEAS_OK);
         ASSERT_EQ(got->mCellCount, 2u);
         EXPECT_TRUE(SameLevel(got->mCells[0].mRSCP, c.mWantRSCP)) << int(c.mRSCP);
@@ -201,7 +194,7 @@ TEST(MeasWCDMA, RRCState) {
         {"03ff", RRC_STATE_CONNECTED, "CELL_DCH", 0},
     };
     for (const auto& c : cases) {
-        const sExtracted got = ExtractLog(0x4125, Hex(c.mBody));
+        const sExtracted got = Extracted(0x4125, Hex(c.mBody));
         ASSERT_EQ(got.mStatus, MEAS_OK) << c.mBody;
         EXPECT_EQ(got->mKind, MEAS_KIND_RRC_STATE) << c.mBody;
         ASSERT_EQ(got->mStateCount, 1u) << c.mBody;
@@ -213,11 +206,7 @@ TEST(MeasWCDMA, RRCState) {
         EXPECT_EQ(state.mTimestamp, 0u) << c.mBody;
         EXPECT_EQ(got->mOutOfRange, c.mOutOfRange) << c.mBody;
     }
-    EXPECT_EQ(ExtractLog(0x4125, Hex("")).mStatus, MEAS_BAD_LENGTH);
-    // In the multi-SIM wrapper, the subscription kept.
-    const sExtracted wrapped = ExtractPacket(MultiSIM(1, LogPacket(0x4125, Hex("03"))));
-    EXPECT_EQ(wrapped.mStatus, MEAS_OK);
-    EXPECT_EQ(wrapped->mSubscription, 1u);
+    EXPECT_EQ(Extracted(0x4125, Hex("")).mStatus, MEAS_BAD_LENGTH);
 }
 
 }  // namespace

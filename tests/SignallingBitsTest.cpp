@@ -38,9 +38,6 @@ TEST(SignallingBits, RealLTERRCMessagesReadAsTsharkDecodesThem) {
         // tshark: RRCConnectionReconfiguration with mobilityControlInfo (target PCI 370).
         {"lte_volte 2018-09-26T19:54:35.765", OTA_LTE_DL_DCCH, "200baae408fc052d13ff8f95bf71b035049a8018",
          LTE_RRC_RECONFIGURATION, BIT_FLAG_SET, kNoValue, 0xFFFF},
-        // Inter-frequency: EARFCN 66586 to 5230.
-        {"lte_attach 2020-05-08T17:33:21.239", OTA_LTE_DL_DCCH, "201baa008011200110c8531d0800443214c742e7",
-         LTE_RRC_RECONFIGURATION, BIT_FLAG_SET, kNoValue, 0xFFFF},
         // Without mobilityControlInfo (measConfig, a ciphered NAS message, radio resources).
         {"lte_attach 2020-05-08T17:25:19.305", OTA_LTE_DL_DCCH, "201695988024041a0c0030261600180081028dc3",
          LTE_RRC_RECONFIGURATION, BIT_FLAG_CLEAR, kNoValue, 0xFFFF},
@@ -208,16 +205,11 @@ TEST(SignallingBits, HandBuiltEMMMessages) {
     }
 }
 
+// The names the timeline's events show are checked there; here the ends of the name tables.
 TEST(SignallingBits, CauseNames) {
-    EXPECT_STREQ(EMMCauseName(15), "no suitable cells in tracking area");
-    EXPECT_STREQ(EMMCauseName(10), "implicitly detached");
-    EXPECT_STREQ(EMMCauseName(22), "congestion");
-    EXPECT_EQ(EMMCauseName(200), nullptr);
-    EXPECT_STREQ(ReestablishmentCauseName(1), "handover failure");
     EXPECT_EQ(ReestablishmentCauseName(3), nullptr);
     EXPECT_STREQ(EstablishmentCauseName(4), "mo data");
     EXPECT_EQ(EstablishmentCauseName(7), nullptr);
-    EXPECT_STREQ(ReleaseCauseName(1), "other");
 }
 
 using Counts = std::map<std::string, unsigned int>;

@@ -81,37 +81,38 @@ TEST(TimeOrderedFeed, ALogLaterThanTheWindowIsNotLost) {
                                         "35000 attach_accept"}));
 }
 
-// The feed alone, with small bounds: what it hands on, and when.
-class cRecorder : public cTimelineSink {
+// The feed alone, with small bounds: uplink EMM messages of three kinds in turn (attach, detach, TAU
+// request), so that the events tell equal times apart: "time kind" per event handed on.
+class cNames : public cTimelineSink {
 public:
     bool Period(const sCellPeriod&) override { return true; }
     bool Event(const sTimelineEvent& event) override {
-        mTimes.push_back(event.mTimeMs);
+        mRows.push_back(std::to_string(event.mTimeMs) + " " + event.mEvent);
         return true;
     }
-    std::vector<int64_t> mTimes;
+    std::vector<std::string> mRows;
 };
 
-std::vector<int64_t> FeedTimes(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries,
-                               size_t maxBytes, size_t* heldBeforeDrain = nullptr) {
+std::vector<std::string> FeedKinds(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries,
+                                   size_t maxBytes = 1 << 20, size_t* heldBeforeDrain = nullptr) {
+    const Bytes messages[] = {kAttachRequest, kDetachRequest, kTAURequest};
     cCellTimeline timeline;
-    cRecorder sink;
+    cNames sink;
     cTimeOrderedFeed feed(timeline, sink, windowMs, maxEntries, maxBytes);
-    const Bytes message = {0x07, 0x48};
-    for (int64_t time : times) {
-        sOTAMessage tau;
-        tau.mProtocol = OTA_PROTOCOL_LTE_NAS;
-        tau.mChannel = OTA_NAS_MOBILITY;
-        tau.mDirection = OTA_DIRECTION_UPLINK;
-        tau.mData = message.data();
-        tau.mLength = message.size();
-        EXPECT_TRUE(feed.Message(time, tau));
+    for (size_t i = 0; i < times.size(); ++i) {
+        sOTAMessage message;
+        message.mProtocol = OTA_PROTOCOL_LTE_NAS;
+        message.mChannel = OTA_NAS_MOBILITY;
+        message.mDirection = OTA_DIRECTION_UPLINK;
+        message.mData = messages[i % 3].data();
+        message.mLength = messages[i % 3].size();
+        EXPECT_TRUE(feed.Message(times[i], message));
     }
     if (heldBeforeDrain != nullptr) {
-        *heldBeforeDrain = times.size() - sink.mTimes.size();
+        *heldBeforeDrain = times.size() - sink.mRows.size();
     }
     EXPECT_TRUE(feed.Drain());
-    return sink.mTimes;
+    return sink.mRows;
 }
 
 TEST(TimeOrderedFeed, BoundedByTimeEntriesAndBytes) {
@@ -137,39 +138,13 @@ TEST(TimeOrderedFeed, BoundedByTimeEntriesAndBytes) {
     };
     for (const auto& c : cases) {
         size_t held = 0;
-        EXPECT_EQ(FeedTimes(c.mTimes, c.mWindowMs, c.mMaxEntries, c.mMaxBytes, &held), c.mHandedOn)
-            << c.mCase;
+        std::vector<int64_t> handedOn;
+        for (const std::string& row : FeedKinds(c.mTimes, c.mWindowMs, c.mMaxEntries, c.mMaxBytes, &held)) {
+            handedOn.push_back(std::stoll(row));
+        }
+        EXPECT_EQ(handedOn, c.mHandedOn) << c.mCase;
         EXPECT_EQ(held, c.mHeld) << c.mCase;
     }
-}
-
-// Feeds uplink EMM messages of three kinds in turn (attach, detach, TAU request), so that the events
-// tell equal times apart: "time kind" per event handed on.
-std::vector<std::string> FeedKinds(const std::vector<int64_t>& times, int64_t windowMs, size_t maxEntries) {
-    class cNames : public cTimelineSink {
-    public:
-        bool Period(const sCellPeriod&) override { return true; }
-        bool Event(const sTimelineEvent& event) override {
-            mRows.push_back(std::to_string(event.mTimeMs) + " " + event.mEvent);
-            return true;
-        }
-        std::vector<std::string> mRows;
-    };
-    const Bytes messages[] = {kAttachRequest, kDetachRequest, kTAURequest};
-    cCellTimeline timeline;
-    cNames sink;
-    cTimeOrderedFeed feed(timeline, sink, windowMs, maxEntries, 1 << 20);
-    for (size_t i = 0; i < times.size(); ++i) {
-        sOTAMessage message;
-        message.mProtocol = OTA_PROTOCOL_LTE_NAS;
-        message.mChannel = OTA_NAS_MOBILITY;
-        message.mDirection = OTA_DIRECTION_UPLINK;
-        message.mData = messages[i % 3].data();
-        message.mLength = messages[i % 3].size();
-        EXPECT_TRUE(feed.Message(times[i], message));
-    }
-    EXPECT_TRUE(feed.Drain());
-    return sink.mRows;
 }
 
 // The feed's rule stated plainly: hold everything in (time, arrival) order and hand on the oldest while
