@@ -209,11 +209,12 @@ TEST(OTAExtractor, CaptureBIsWrappedNRRRC) {
     const std::vector<Bytes> packets = StreamPackets("raw_diag_stream_b.bin");
     ASSERT_EQ(packets.size(), 19u);
     cOTAExtractor extractor;
-    Counts kinds;
+    Counts kinds, uplink;
     for (const Bytes& packet : packets) {
         sOTAMessage message;
         if (Extract(extractor, packet, message) == OTA_EXTRACT_MESSAGE) {
             ++kinds[OTAMessageKindName(message)];
+            uplink[OTAMessageKindName(message)] += message.mDirection == OTA_DIRECTION_UPLINK;
             EXPECT_EQ(message.mSubscription, 1u);
             EXPECT_EQ(message.mLogVersion, 8u);
             EXPECT_EQ(message.mLogCode, 0xB821);
@@ -224,6 +225,12 @@ TEST(OTAExtractor, CaptureBIsWrappedNRRRC) {
                              {"NR RRC RadioBearerConfig", 5},
                              {"NR RRC BCCH-BCH", 2},
                              {"NR RRC RRCReconfigurationComplete", 3}}));
+    // The handset sends the UL-DCCH messages and its completions of a reconfiguration.
+    EXPECT_EQ(uplink, (Counts{{"NR RRC UL-DCCH", 5},
+                              {"NR RRC RRCReconfiguration", 0},
+                              {"NR RRC RadioBearerConfig", 0},
+                              {"NR RRC BCCH-BCH", 0},
+                              {"NR RRC RRCReconfigurationComplete", 3}}));
 }
 
 // The WCDMA capture through the store's reassembler: the logs by channel type and the rebuilt blocks
