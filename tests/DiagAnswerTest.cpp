@@ -34,7 +34,7 @@ TEST(DiagAnswer, WhatAnswersEachRequest) {
         {"ranges answered", ranges, "73000000 01000000 00000000 00000000", true},
         {"another operation", ranges, "73000000 00000000 00000000", false},
         {"the mask of equipment 11", mask11, "73000000 03000000 00000000 0b000000 c4010000 00", true},
-        {"the mask of equipment 7", mask11, "73000000 03000000 00000000 07000000 570b0000 00", false},
+        {"the mask of equipment 7, cut after its id", mask11, "73000000 03000000 00000000 07000000", false},
         {"a short mask answer", mask11, "73000000 03000000 00000000", true},
         {"a log packet", disable, "10000c00 0c00c0b0 00000000 00000000", false},
         {"debug text silenced", text, "7d050100 00000000", true},

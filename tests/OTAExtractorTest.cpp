@@ -209,11 +209,12 @@ TEST(OTAExtractor, CaptureBIsWrappedNRRRC) {
     const std::vector<Bytes> packets = StreamPackets("raw_diag_stream_b.bin");
     ASSERT_EQ(packets.size(), 19u);
     cOTAExtractor extractor;
-    Counts kinds;
+    Counts kinds, uplink;
     for (const Bytes& packet : packets) {
         sOTAMessage message;
         if (Extract(extractor, packet, message) == OTA_EXTRACT_MESSAGE) {
             ++kinds[OTAMessageKindName(message)];
+            uplink[OTAMessageKindName(message)] += message.mDirection == OTA_DIRECTION_UPLINK;
             EXPECT_EQ(message.mSubscription, 1u);
             EXPECT_EQ(message.mLogVersion, 8u);
             EXPECT_EQ(message.mLogCode, 0xB821);
@@ -224,6 +225,12 @@ TEST(OTAExtractor, CaptureBIsWrappedNRRRC) {
                              {"NR RRC RadioBearerConfig", 5},
                              {"NR RRC BCCH-BCH", 2},
                              {"NR RRC RRCReconfigurationComplete", 3}}));
+    // The handset sends the UL-DCCH messages and its completions of a reconfiguration.
+    EXPECT_EQ(uplink, (Counts{{"NR RRC UL-DCCH", 5},
+                              {"NR RRC RRCReconfiguration", 0},
+                              {"NR RRC RadioBearerConfig", 0},
+                              {"NR RRC BCCH-BCH", 0},
+                              {"NR RRC RRCReconfigurationComplete", 3}}));
 }
 
 // The WCDMA capture through the store's reassembler: the logs by channel type and the rebuilt blocks
@@ -293,11 +300,9 @@ const struct {
 } kRefused[] = {
     // clang-format off
     // LTE RRC (LTERRCEveryVersion tries every refused version in a whole layout): a refused version is
-    // told before a cut header; a PDU number outside the version's numbering; a length that disagrees; a
-    // cut header.
-    {0xB0C0, "00 0a72 00 2301 3412 3512 04 0300 aabbcc", OLD}, {0xB0C0, "01", OLD}, {0xB0C0, "17", OLD},
-    {0xB0C0, "08 0a72 00 2301 409c0000 3512 09 00000000 0300 aabbcc", CHANNEL},
-    {0xB0C0, "09 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", CHANNEL},
+    // told before a cut header; a PDU number in a hole of v20's NB-IoT numbering; a length that disagrees;
+    // a cut header.
+    {0xB0C0, "01", OLD},
     {0xB0C0, "14 0a72 00 2301 409c0000 3512 3c 00000000 0300 aabbcc", CHANNEL},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0400 aabbcc", LENGTH},
     {0xB0C0, "08 0a72 00 2301 409c0000 3512 04 00000000 0200 aabbcc", LENGTH},
@@ -327,96 +332,6 @@ TEST(OTAExtractor, RefusedHandBuiltPayloads) {
     }
 }
 
-// LTE RRC payloads for the versions the captures lack. Common values: PCI 23 01 = 0x123, SFN word 35 12 ->
-// frame 0x123, sub-frame 5; EARFCN 34 12 = 4660 (u16) or 40 9c 00 00 = 40000 (u32); v25 and v30 carry
-// 1811 and 5145, the EARFCNs of the published v26 and v30 vectors, v26 and v28 66579 (band 66), which
-// needs the 32 bits. Message: aa bb cc.
-TEST(OTAExtractor, LTERRCOneRowPerVersion) {
-    const struct {
-        const char* mPayload;
-        const char* mKind;
-        uint32_t mEARFCN;
-    } cases[] = {
-        // v2-4: rb 3, PCI 4, EARFCN u16 6, SFN 8, PDU 10, length 11, message 13.
-        {"02 0a72 00 2301 3412 3512 04 0300 aabbcc", "LTE RRC PCCH", 4660},
-        {"04 0a72 00 2301 3412 3512 03 0300 aabbcc", "LTE RRC MCCH", 4660},
-        // v5-7: a 4-byte SIB mask before the length at 15; message 17. v5 is known to one analyser (table A).
-        {"05 0a72 00 2301 3412 3512 05 00000000 0300 aabbcc", "LTE RRC DL-CCCH", 4660},
-        {"07 0a72 02 2301 3412 3512 08 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 4660},
-        // v8-24: EARFCN u32 at 6, SFN 10, PDU 12, mask 13, length 17, message 19.
-        {"08 0a72 00 2301 409c0000 3512 01 00000000 0300 aabbcc", "LTE RRC BCCH-BCH", 40000},
-        {"09 0a72 00 2301 409c0000 3512 0b 00000000 0300 aabbcc", "LTE RRC PCCH", 40000},
-        {"0c 0a72 01 2301 409c0000 3512 0f 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 40000},
-        {"0d 0a72 00 2301 409c0000 3512 02 00000000 0300 aabbcc", "LTE RRC BCCH-DL-SCH", 40000},
-        {"0e 0a72 00 2301 409c0000 3512 04 00000000 0300 aabbcc", "LTE RRC MCCH", 40000},
-        {"10 0a72 01 2301 409c0000 3512 09 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 40000},
-        {"13 0a72 01 2301 409c0000 3512 34 00000000 0300 aabbcc", "LTE RRC UL-DCCH-NB", 40000},
-        {"14 0a72 01 2301 409c0000 3512 3d 00000000 0300 aabbcc", "LTE RRC UL-DCCH-NB", 40000},
-        {"16 0a72 00 2301 409c0000 3512 06 00000000 0300 aabbcc", "LTE RRC DL-DCCH", 40000},
-        {"18 0a72 00 2301 409c0000 3512 38 00000000 0300 aabbcc", "LTE RRC PCCH-NB", 40000},
-        // v25-29: NR release bytes at 3-4, rb 5, PCI 6, EARFCN u32 8, SFN 12, PDU 14, length 19, message 21.
-        {"19 0a72 0f60 00 2301 13070000 3512 05 00000000 0300 aabbcc", "LTE RRC PCCH", 1811},
-        {"1a 0a72 0f60 00 2301 13040100 3512 03 00000000 0300 aabbcc", "LTE RRC BCCH-DL-SCH", 66579},
-        {"1c 0a72 0f60 01 2301 13040100 3512 0b 00000000 0300 aabbcc", "LTE RRC UL-DCCH", 66579},
-        {"1d 0a72 0f60 00 2301 13070000 3512 2d 00000000 0300 aabbcc", "LTE RRC BCCH-BCH-NB", 1811},
-        // v30 and later: 2 unknown bytes at 21, segment number 23, message 24.
-        {"1e 0a72 0f60 00 2301 19140000 3512 07 00000000 0300 0000 00 aabbcc", "LTE RRC PCCH", 5145},
-        {"20 0a72 0f60 00 2301 19140000 3512 0a 00000000 0300 0000 00 aabbcc", "LTE RRC UL-CCCH", 5145},
-    };
-    for (const auto& c : cases) {
-        cOTAExtractor extractor;
-        sOTAMessage got;
-        const Bytes packet = LogPacket(0xB0C0, Hex(c.mPayload));  // mData points into it
-        ASSERT_EQ(Extract(extractor, packet, got), MSG) << c.mPayload;
-        EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
-        EXPECT_EQ(got.mLogVersion, Hex(c.mPayload)[0]);
-        EXPECT_EQ(got.mChannelNumber, c.mEARFCN) << c.mPayload;
-        EXPECT_TRUE(got.mCell == 0x123 && got.mFrame == 0x123 && got.mSubFrame == 5) << c.mPayload;
-        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
-    }
-}
-
-// NR RRC payloads (u32 version) for the versions capture B lacks: PCI 23 01, NR-ARFCN 9eb407 = 504990.
-TEST(OTAExtractor, NRRRCOneRowPerVersion) {
-    const struct {
-        const char* mPayload;
-        const char* mKind;
-    } cases[] = {
-        // v7-9: NR-ARFCN u32 9, SFN/slot 13 (4 bytes), PDU 17, mask 18, length 22, message 24.
-        {"07000000 0f60 01 2301 9eb40700 00000000 18 00000000 0300 aabbcc", "NR RRC RadioBearerConfig"},
-        {"09000000 0f60 01 2301 9eb40700 00000000 07 00000000 0300 aabbcc", "NR RRC UL-CCCH1"},
-        {"09000000 0f60 01 2301 9eb40700 00000000 1d 00000000 0300 aabbcc", "NR RRC UE-NR-Capability"},
-        // v12, 14: NR-ARFCN 9 (3 bytes; byte 12 belongs to the SFN/slot in one reading), PDU 16, length 21,
-        // message 23.
-        {"0c000000 0f60 01 2301 9eb407 01000000 05 00000000 0300 aabbcc", "NR RRC PCCH"},
-        {"0e000000 0f60 01 2301 9eb407 00000000 1f 00000000 0300 aabbcc", "NR RRC UE-MRDC-Capability"},
-        // v17: cell global id 9 (8 bytes), NR-ARFCN 17, SFN/slot 21 (3 bytes), PDU 24, length 29, message 31.
-        {"11000000 0f60 01 2301 0000000000000000 9eb40700 000000 1d 00000000 0300 aabbcc",
-         "NR RRC RadioBearerConfig"},
-        // v19, 20, 25: 1 unknown byte, message 32.
-        {"13000000 0f60 01 2301 0000000000000000 9eb40700 000000 07 00000000 0300 00 aabbcc",
-         "NR RRC UL-CCCH1"},
-        {"14000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc", "NR RRC MCCH"},
-        {"19000000 0f60 01 2301 0000000000000000 9eb40700 000000 05 00000000 0300 00 aabbcc", "NR RRC PCCH"},
-        // v23, 24, 26, 28: 3 unknown bytes, segment number 34, message 35.
-        {"17000000 0f60 01 2301 0000000000000000 9eb40700 000000 0b 00000000 0300 000000 00 aabbcc",
-         "NR RRC RRCReconfigurationComplete"},
-        {"1a000000 0f60 01 2301 0000000000000000 9eb40700 000000 0c 00000000 0300 000000 00 aabbcc",
-         "NR RRC RRCReconfigurationComplete"},
-        {"1c000000 0f60 01 2301 0000000000000000 9eb40700 000000 0a 00000000 0300 000000 00 aabbcc",
-         "NR RRC UL-DCCH"},
-    };
-    for (const auto& c : cases) {
-        cOTAExtractor extractor;
-        sOTAMessage got;
-        const Bytes packet = LogPacket(0xB821, Hex(c.mPayload));  // mData points into it
-        ASSERT_EQ(Extract(extractor, packet, got), MSG) << c.mPayload;
-        EXPECT_STREQ(OTAMessageKindName(got), c.mKind) << c.mPayload;
-        EXPECT_TRUE(got.mChannelNumber == 504990u && got.mCell == 0x123) << c.mPayload;
-        EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << c.mPayload;
-    }
-}
-
 // Every version of an RRC family, each read with the layout and PDU numbering the formats page gives it, and
 // every version the extractor does not read refused as unsupported, in the same layout as a read one. A row
 // covers versions first..last of one layout (hex with the version field "VV" and the PDU number "PP" to
@@ -428,6 +343,13 @@ struct sVersionRange {
     const char* mLayout;
     uint32_t mChannelNumber;
     std::vector<const char*> mKinds;  // one per probed PDU number
+};
+
+// One more PDU number of a version's numbering, read in that version's layout.
+struct sVersionPDU {
+    uint32_t mVersion;
+    unsigned int mPDU;
+    const char* mKind;
 };
 
 Bytes VersionedPayload(std::string layout, uint32_t version, unsigned int width, unsigned int pdu) {
@@ -443,34 +365,49 @@ Bytes VersionedPayload(std::string layout, uint32_t version, unsigned int width,
     return Hex(layout);
 }
 
-// `refused`: the layout the versions outside every range are tried in.
+// `refused`: the layout the versions outside every range are tried in; `more`: PDU numbers of single
+// versions besides the probed ones. LTE layouts carry the SFN word 39 12: frame 0x123, sub-frame 9.
 void ExpectVersions(uint16_t code, unsigned int width, const std::vector<unsigned int>& pdus,
                     const std::vector<sVersionRange>& ranges, const char* refused,
-                    const std::vector<uint32_t>& versions) {
-    for (uint32_t version : versions) {
-        const auto row = std::find_if(ranges.begin(), ranges.end(), [&](const sVersionRange& r) {
+                    const std::vector<uint32_t>& versions, const std::vector<sVersionPDU>& more) {
+    const auto rowOf = [&](uint32_t version) {
+        return std::find_if(ranges.begin(), ranges.end(), [&](const sVersionRange& r) {
             return version >= r.mFirst && version <= r.mLast;
         });
-        for (size_t i = 0; i < pdus.size(); ++i) {
-            const char* layout = row != ranges.end() ? row->mLayout : refused;
-            const Bytes packet = LogPacket(code, VersionedPayload(layout, version, width, pdus[i]));
+    };
+    const auto expectRead = [&](const sVersionRange& row, uint32_t version, unsigned int pdu,
+                                const char* kind) {
+        const Bytes packet = LogPacket(code, VersionedPayload(row.mLayout, version, width, pdu));
+        cOTAExtractor extractor;
+        sOTAMessage got;
+        ASSERT_EQ(Extract(extractor, packet, got), kind != nullptr ? MSG : CHANNEL)
+            << "version " << version << ", PDU " << pdu;
+        if (kind != nullptr) {
+            EXPECT_STREQ(OTAMessageKindName(got), kind) << "version " << version << ", PDU " << pdu;
+            EXPECT_TRUE(got.mChannelNumber == row.mChannelNumber && got.mCell == 0x123) << version;
+            EXPECT_TRUE(code != 0xB0C0 || (got.mFrame == 0x123 && got.mSubFrame == 9)) << version;
+            EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << "version " << version;
+        }
+    };
+    for (uint32_t version : versions) {
+        const auto row = rowOf(version);
+        if (row == ranges.end()) {
             cOTAExtractor extractor;
             sOTAMessage got;
-            const eOTAExtractStatus status = Extract(extractor, packet, got);
+            EXPECT_EQ(
+                Extract(extractor, LogPacket(code, VersionedPayload(refused, version, width, pdus[0])), got),
+                OLD)
+                << "version " << version;
             EXPECT_EQ(got.mLogVersion, version);
-            if (row == ranges.end()) {
-                EXPECT_EQ(status, OLD) << "version " << version;
-                break;
-            }
-            const char* kind = row->mKinds.at(i);
-            ASSERT_EQ(status, kind != nullptr ? MSG : CHANNEL)
-                << "version " << version << ", PDU " << pdus[i];
-            if (kind != nullptr) {
-                EXPECT_STREQ(OTAMessageKindName(got), kind) << "version " << version << ", PDU " << pdus[i];
-                EXPECT_TRUE(got.mChannelNumber == row->mChannelNumber && got.mCell == 0x123) << version;
-                EXPECT_EQ(MessageBytes(got), Hex("aabbcc")) << "version " << version;
-            }
+            continue;
         }
+        for (size_t i = 0; i < pdus.size(); ++i) {
+            expectRead(*row, version, pdus[i], row->mKinds.at(i));
+        }
+    }
+    for (const sVersionPDU& one : more) {
+        ASSERT_NE(rowOf(one.mVersion), ranges.end()) << one.mVersion;
+        expectRead(*rowOf(one.mVersion), one.mVersion, one.mPDU, one.mKind);
     }
 }
 
@@ -483,34 +420,50 @@ std::vector<uint32_t> VersionsUpTo(uint32_t last) {
 }
 
 // LTE RRC, a u8 version: the numbering tables A-D of the formats page, told apart by PDU 8 and the first
-// NB-IoT numbers of C (54) and D (45). Versions 0, 1, 10, 11, 17, 18, 21 and 23 are refused.
+// NB-IoT numbers of C (54) and D (45). Versions 0, 1, 10, 11, 17, 18, 21 and 23 are refused. Common values:
+// PCI 23 01 = 0x123; EARFCN 34 12 = 4660 (u16, v2-7) or 13 04 01 00 = 66579 (band 66, which needs the 32
+// bits of v8 and later). Offsets: v2-4 rb 3, PCI 4, EARFCN 6, SFN 8, PDU 10, length 11, message 13; v5-7 a
+// 4-byte SIB mask before the length at 15; v8-24 EARFCN u32, SFN 10, PDU 12, length 17, message 19; v25-29
+// NR release bytes at 3-4 move all by 2; v30 and later 2 unknown bytes at 21, segment number 23, message 24.
 TEST(OTAExtractor, LTERRCEveryVersion) {
-    const char* const v2 = "VV 0a72 00 2301 3412 3512 PP 0300 aabbcc";
-    const char* const v5 = "VV 0a72 00 2301 3412 3512 PP 00000000 0300 aabbcc";
-    const char* const v8 = "VV 0a72 00 2301 409c0000 3512 PP 00000000 0300 aabbcc";
-    const char* const v25 = "VV 0a72 0f60 00 2301 409c0000 3512 PP 00000000 0300 aabbcc";
-    const char* const v30 = "VV 0a72 0f60 00 2301 409c0000 3512 PP 00000000 0300 0000 00 aabbcc";
+    const char* const v2 = "VV 0a72 00 2301 3412 3912 PP 0300 aabbcc";
+    const char* const v5 = "VV 0a72 00 2301 3412 3912 PP 00000000 0300 aabbcc";
+    const char* const v8 = "VV 0a72 00 2301 13040100 3912 PP 00000000 0300 aabbcc";
+    const char* const v25 = "VV 0a72 0f60 00 2301 13040100 3912 PP 00000000 0300 aabbcc";
+    const char* const v30 = "VV 0a72 0f60 00 2301 13040100 3912 PP 00000000 0300 0000 00 aabbcc";
     const std::vector<const char*> A = {"LTE RRC UL-DCCH", nullptr, nullptr};
     const std::vector<const char*> B = {"LTE RRC BCCH-BCH", nullptr, nullptr};
     const std::vector<const char*> C = {"LTE RRC UL-CCCH", nullptr, nullptr};
     const std::vector<const char*> CNB = {"LTE RRC UL-CCCH", nullptr, "LTE RRC BCCH-BCH-NB"};
     const std::vector<const char*> DNB = {"LTE RRC DL-CCCH", "LTE RRC BCCH-BCH-NB", nullptr};
     const std::vector<sVersionRange> ranges = {
-        {2, 4, v2, 4660, A},       {5, 7, v5, 4660, A},        {8, 8, v8, 40000, A},
-        {9, 9, v8, 40000, B},      {12, 12, v8, 40000, B},     {13, 13, v8, 40000, A},
-        {14, 16, v8, 40000, C},    {19, 19, v8, 40000, DNB},   {20, 20, v8, 40000, CNB},
-        {22, 22, v8, 40000, A},    {24, 24, v8, 40000, CNB},   {25, 25, v25, 40000, CNB},
-        {26, 29, v25, 40000, DNB}, {30, 255, v30, 40000, DNB},
+        {2, 4, v2, 4660, A},       {5, 7, v5, 4660, A},        {8, 8, v8, 66579, A},
+        {9, 9, v8, 66579, B},      {12, 12, v8, 66579, B},     {13, 13, v8, 66579, A},
+        {14, 16, v8, 66579, C},    {19, 19, v8, 66579, DNB},   {20, 20, v8, 66579, CNB},
+        {22, 22, v8, 66579, A},    {24, 24, v8, 66579, CNB},   {25, 25, v25, 66579, CNB},
+        {26, 29, v25, 66579, DNB}, {30, 255, v30, 66579, DNB},
     };
-    ExpectVersions(0xB0C0, 1, {8, 45, 54}, ranges, v8, VersionsUpTo(255));
+    const std::vector<sVersionPDU> more = {
+        {2, 4, "LTE RRC PCCH"},         {4, 3, "LTE RRC MCCH"},         {5, 5, "LTE RRC DL-CCCH"},
+        {8, 1, "LTE RRC BCCH-BCH"},     {9, 11, "LTE RRC PCCH"},        {12, 15, "LTE RRC UL-DCCH"},
+        {13, 2, "LTE RRC BCCH-DL-SCH"}, {14, 4, "LTE RRC MCCH"},        {16, 9, "LTE RRC UL-DCCH"},
+        {19, 52, "LTE RRC UL-DCCH-NB"}, {20, 61, "LTE RRC UL-DCCH-NB"}, {22, 6, "LTE RRC DL-DCCH"},
+        {24, 56, "LTE RRC PCCH-NB"},    {25, 5, "LTE RRC PCCH"},        {26, 3, "LTE RRC BCCH-DL-SCH"},
+        {28, 11, "LTE RRC UL-DCCH"},    {30, 7, "LTE RRC PCCH"},        {32, 10, "LTE RRC UL-CCCH"},
+    };
+    ExpectVersions(0xB0C0, 1, {8, 45, 54}, ranges, v8, VersionsUpTo(255), more);
 }
 
 // NR RRC, a u32 version: the numberings of v7, v8, v9 and 12, v14, v17, 19 and 25, v20, 23 and 24, v26 and
 // v28, told apart by PDU numbers 5, 10, 24, 25, 26, 28 and 29. Every other version is refused, also one
-// whose low byte is a read version.
+// whose low byte is a read version. PCI 23 01, NR-ARFCN 9eb407 = 504990. Offsets: v7-9 NR-ARFCN u32 at 9,
+// SFN/slot 13 (4 bytes), PDU 17, length 22, message 24; v12, 14 NR-ARFCN 9 (3 bytes; byte 12 belongs to the
+// SFN/slot), PDU 16, length 21, message 23; v17 cell global id 9 (8 bytes), NR-ARFCN 17, SFN/slot 21 (3
+// bytes), PDU 24, length 29, message 31; v19, 20, 25 1 unknown byte, message 32; v23, 24, 26, 28 3 unknown
+// bytes, segment number 34, message 35.
 TEST(OTAExtractor, NRRRCEveryVersion) {
     const char* const v7 = "VV 0f60 01 2301 9eb40700 00000000 PP 00000000 0300 aabbcc";
-    const char* const v12 = "VV 0f60 01 2301 9eb407 00000000 PP 00000000 0300 aabbcc";
+    const char* const v12 = "VV 0f60 01 2301 9eb407 01000000 PP 00000000 0300 aabbcc";
     const char* const v17 = "VV 0f60 01 2301 0000000000000000 9eb40700 000000 PP 00000000 0300 aabbcc";
     const char* const v19 = "VV 0f60 01 2301 0000000000000000 9eb40700 000000 PP 00000000 0300 00 aabbcc";
     const char* const v23 =
@@ -538,7 +491,14 @@ TEST(OTAExtractor, NRRRCEveryVersion) {
     };
     std::vector<uint32_t> versions = VersionsUpTo(64);
     versions.insert(versions.end(), {0x107, 0x109, 0x11C, 0x10000, 0xFFFFFFFF});
-    ExpectVersions(0xB821, 4, {5, 10, 24, 25, 26, 28, 29}, ranges, v23, versions);
+    const std::vector<sVersionPDU> more = {
+        {9, 7, "NR RRC UL-CCCH1"},
+        {14, 31, "NR RRC UE-MRDC-Capability"},
+        {19, 7, "NR RRC UL-CCCH1"},
+        {23, 11, "NR RRC RRCReconfigurationComplete"},
+        {26, 12, "NR RRC RRCReconfigurationComplete"},
+    };
+    ExpectVersions(0xB821, 4, {5, 10, 24, 25, 26, 28, 29}, ranges, v23, versions, more);
 }
 
 // GSM RR channel values (bits 0-6 of the first byte; bit 7 set for downlink) as the formats page lists them:

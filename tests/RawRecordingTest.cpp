@@ -34,14 +34,14 @@ void WriteFile(const std::string& path, const Bytes& bytes) {
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-// Hands the bytes out `chunk` at a time, failing with `error` once `failAt` bytes are out (0: never).
+// Hands the bytes out `chunk` at a time, failing with EIO once `failAt` bytes are out (0: never).
 class cScriptedInput : public cRawInput {
 public:
-    cScriptedInput(const Bytes& bytes, size_t chunk, size_t failAt = 0, int error = EIO)
-        : mBytes(bytes), mChunk(chunk), mFailAt(failAt), mError(error) {}
+    cScriptedInput(const Bytes& bytes, size_t chunk, size_t failAt)
+        : mBytes(bytes), mChunk(chunk), mFailAt(failAt) {}
     long Read(unsigned char* into, size_t room) override {
         if (mFailAt != 0 && mAt >= mFailAt) {
-            errno = mError;
+            errno = EIO;
             return -1;
         }
         size_t n = std::min({room, mChunk, mBytes.size() - mAt});
@@ -57,7 +57,6 @@ private:
     const Bytes& mBytes;
     size_t mChunk;
     size_t mFailAt;
-    int mError;
     size_t mAt = 0;
 };
 
@@ -81,10 +80,11 @@ std::vector<sStored> StoredItems(const std::string& path) {
     return items;
 }
 
-sRawRecording RecordInChunks(const Bytes& stream, size_t chunk, const std::string& path) {
+// Records `stream` handed out `chunk` at a time, failing with EIO once `failAt` bytes are out (0: never).
+sRawRecording RecordInChunks(const Bytes& stream, size_t chunk, const std::string& path, size_t failAt = 0) {
     cISFStore store;
     EXPECT_EQ(store.OpenNewFileStore(path.c_str()), ISF_STATUS_OK);
-    cScriptedInput input(stream, chunk);
+    cScriptedInput input(stream, chunk, failAt);
     cItemClock clock(ITEM_CLOCK_PACKET);
     const sRawRecording recording = RecordRawStream(input, store, clock);
     store.CloseFileStore();
@@ -150,12 +150,7 @@ TEST(RawRecording, AFailedReadKeepsTheFramesBeforeIt) {
     cTempDir dir;
     const Bytes stream = ReadTestData("raw_diag_stream_a.bin");
     const std::string path = dir.File("cut.isf");
-    cISFStore store;
-    ASSERT_EQ(store.OpenNewFileStore(path.c_str()), ISF_STATUS_OK);
-    cScriptedInput input(stream, 1000, 100000, EIO);
-    cItemClock clock(ITEM_CLOCK_PACKET);
-    const sRawRecording recording = RecordRawStream(input, store, clock);
-    store.CloseFileStore();
+    const sRawRecording recording = RecordInChunks(stream, 1000, path, 100000);
     EXPECT_EQ(recording.mStatus, RAW_RECORDING_READ_FAILED);
     EXPECT_EQ(recording.mErrno, EIO);
     EXPECT_EQ(recording.mBytes, 100000u);

@@ -62,6 +62,16 @@ sSourceOptions ForCapture(unsigned int baud = 115200) {
     return options;
 }
 
+// `bytes` written by `source` reach `peer` (a connected socket) untouched, and come back the other way.
+void ExpectBothWays(cSource& source, int peer, const Bytes& bytes) {
+    ASSERT_TRUE(source.Write(bytes.data(), bytes.size(), 1000));
+    Bytes heard(bytes.size());
+    ASSERT_EQ(recv(peer, heard.data(), heard.size(), MSG_WAITALL), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(heard, bytes);
+    ASSERT_EQ(send(peer, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(ReadSome(source, bytes.size()), bytes);
+}
+
 class cPty {
 public:
     cPty() {
@@ -226,12 +236,7 @@ TEST(ToolSource, TCPBothWaysAndTheOtherSideClosing) {
     const int peer = accept(listener, nullptr, nullptr);
     ASSERT_GE(peer, 0);
     const Bytes request = {0x73, 0, 0, 0, 1, 0, 0, 0, 0x61, 0x9D, 0x7E};
-    ASSERT_TRUE(tcp.Write(request.data(), request.size(), 1000));
-    Bytes heard(request.size());
-    ASSERT_EQ(recv(peer, heard.data(), heard.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
-    EXPECT_EQ(heard, request);
-    ASSERT_EQ(send(peer, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
-    EXPECT_EQ(ReadSome(tcp, request.size()), request);
+    ExpectBothWays(tcp, peer, request);
     close(peer);
     EXPECT_EQ(ReadUntilNotIdle(tcp), SOURCE_END);
     EXPECT_FALSE(tcp.Write(request.data(), request.size(), 100) &&
@@ -260,11 +265,7 @@ TEST(ToolSource, ASocketFileIsConnectedBothWays) {
     EXPECT_EQ(socketFile.Kind(), PATH_SOCKET);
     const int peer = accept(listener, nullptr, nullptr);
     ASSERT_GE(peer, 0);
-    const Bytes bytes = {0x60, 0x01, 0x9B, 0x7B, 0x7E};
-    ASSERT_TRUE(socketFile.Write(bytes.data(), bytes.size(), 1000));
-    Bytes heard(bytes.size());
-    ASSERT_EQ(recv(peer, heard.data(), heard.size(), MSG_WAITALL), static_cast<ssize_t>(bytes.size()));
-    EXPECT_EQ(heard, bytes);
+    ExpectBothWays(socketFile, peer, {0x60, 0x01, 0x9B, 0x7B, 0x7E});
     close(peer);
     EXPECT_EQ(ReadUntilNotIdle(socketFile), SOURCE_END);
     close(listener);

@@ -1,16 +1,24 @@
 // Sources for the tests of recording and capture, in place of a device: a stream of byte chunks that
 // arrive one a read, and a device's diagnostic port acted out in memory, which answers the configuration
-// requests as a handset does and can stay silent, answer late, go away and come back.
+// requests as a handset does and can stay silent, answer late, go away and come back. The answers
+// themselves (cDiagResponder) are also the modem simulator's that the tool's own tests drive.
 #pragma once
 
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <deque>
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "Shared/HDLC.h"
+#include "diag/LogConfig.h"
+#include "diag/WireFormat.h"
 #include "stream/FrameDecoder.h"
 #include "tools/palvorin/Source.h"
 
@@ -18,11 +26,15 @@ namespace tooltest {
 
 using Bytes = std::vector<unsigned char>;
 
-inline Bytes Framed(const Bytes& packet) {
+// `packet` framed as the device sends it; `damage` spoils its first byte, so its check sequence fails.
+inline Bytes Framed(const Bytes& packet, bool damage = false) {
     sSharedBuffer buffer(packet.data(), static_cast<unsigned int>(packet.size()), PROTOCOL_DIAG_FROM_DEVICE);
     sSharedBuffer* frame = HDLCEncode(&buffer, false);
     Bytes bytes(frame->mData, frame->mData + frame->mSize);
     delete frame;
+    if (damage) {
+        bytes[0] ^= 0x01;
+    }
     return bytes;
 }
 
@@ -63,8 +75,130 @@ public:
     int mPauseMs = 0;
 };
 
-// A handset's diagnostic port in memory. Once every equipment id it reports has a mask it streams
-// mLogs, one frame a read. It reports the item counts of capture A's handset (equipment 1, 4, 5, 7, 11).
+// A handset's answers to the requests that configure logging, framed into mOut. It reports the item counts
+// of the handset that recorded capture A (equipment 1, 4, 5, 7, 11) and keeps each equipment's mask; it
+// logs what it was asked into `log` (if any), one line each:
+//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | events ON | other CODE | refused CODE |
+//   bad request
+// `mode`: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
+// refuse (the error reply `count` to every request); noisy (before each answer: bytes outside any frame, a
+// copy of the answer with a bad check sequence, and a run longer than any frame).
+class cDiagResponder : public cPacketSink {
+public:
+    explicit cDiagResponder(FILE* log = nullptr, std::string mode = "normal", long count = 0)
+        : mMode(std::move(mode)), mCount(count), mLog(log) {}
+
+    bool Packet(sSharedBuffer* packet) override {
+        const Bytes request(packet->mData, packet->mData + packet->mSize);
+        if (mMode == "refuse") {
+            Note("refused %02x\n", request[0]);
+            Refuse(static_cast<unsigned char>(mCount), request);
+        } else if (request[0] == 0x73) {
+            LogConfig(request);
+        } else if (request[0] == 0x60 && request.size() == 2) {
+            Note("events %u\n", request[1]);
+            Answer(Bytes{0x60, 0, 0});
+        } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
+            Note("debug-text %u\n", ReadU32(&request[4]));
+            Answer(request);
+        } else {
+            Note("other %02x\n", request[0]);
+            Refuse(0x13, request);
+        }
+        return true;
+    }
+    // Every equipment id it reports has its mask: logging is on.
+    bool Configured() const { return mMasks.size() == kEquipments; }
+    void Refuse(unsigned char code, const Bytes& request) {
+        Bytes answer{code};
+        answer.insert(answer.end(), request.begin(), request.end());
+        Answer(answer);
+    }
+
+    std::map<unsigned int, Bytes> mMasks;  // by equipment id
+    Bytes mOut;                            // bytes waiting to be read
+
+protected:
+    void Note(const char* format, ...) {
+        if (mLog != nullptr) {
+            va_list arguments;
+            va_start(arguments, format);
+            vfprintf(mLog, format, arguments);
+            va_end(arguments);
+        }
+    }
+    std::string mMode;
+    long mCount;
+
+private:
+    static const size_t kEquipments = 5;
+
+    void LogConfig(const Bytes& request) {
+        sSharedBuffer copy(request.data(), static_cast<unsigned int>(request.size()),
+                           PROTOCOL_DIAG_TO_DEVICE);
+        copy.AddRef();
+        sDiagLogConfigReq view(&copy);
+        const unsigned int op = view.GetRequestedOp();
+        if (op == LOG_CONFIG_DISABLE) {
+            Note("disable\n");
+            mMasks.clear();
+            Answer(Bytes{0x73, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+        } else if (op == LOG_CONFIG_GET_RANGES) {
+            Note("ranges\n");
+            Bytes answer{0x73, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
+            answer.resize(12 + 64, 0);
+            const unsigned int counts[kEquipments][2] = {
+                {1, 0xFD4}, {4, 0x921}, {5, 0xE01}, {7, 0xB57}, {11, 0x1C4}};
+            for (const auto& count : counts) {
+                WriteU32(&answer[12 + 4 * count[0]], count[1]);
+            }
+            Answer(answer);
+        } else if (op == LOG_CONFIG_SET_MASK) {
+            unsigned int bits = 0;
+            eLogEquipID equipment;
+            std::set<unsigned int> codes;
+            view.GetRequestedLogCodes(bits, equipment, codes);
+            std::string line = "mask " + std::to_string(equipment) + " " + std::to_string(bits);
+            char code[8];
+            for (unsigned int each : codes) {
+                snprintf(code, sizeof code, " %04x", each);
+                line += code;
+            }
+            Note("%s\n", line.c_str());
+            if (mMode == "refuse-mask" && equipment == 11) {
+                Refuse(0x14, request);
+                return;
+            }
+            mMasks[equipment].assign(request.begin() + 16, request.end());
+            Bytes answer{0x73, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0};
+            answer.insert(answer.end(), request.begin() + 8, request.end());
+            Answer(answer);
+        } else {
+            Note("bad request\n");
+            Refuse(0x14, request);
+        }
+    }
+    void Answer(const Bytes& answer) {
+        if (mMode == "silent") {
+            return;
+        }
+        if (mMode == "noisy") {
+            const Bytes junk{0x01, 0x02, 0x03, 0x7E};
+            const Bytes bad = Framed(answer, true);
+            mOut.insert(mOut.end(), junk.begin(), junk.end());
+            mOut.insert(mOut.end(), bad.begin(), bad.end());
+            mOut.insert(mOut.end(), 20000, 0x55);
+            mOut.push_back(0x7E);
+        }
+        const Bytes frame = Framed(answer);
+        mOut.insert(mOut.end(), frame.begin(), frame.end());
+    }
+
+    FILE* mLog;
+};
+
+// A handset's diagnostic port in memory, answering as cDiagResponder does. Once every equipment id it
+// reports has a mask it streams mLogs, one frame a read.
 class cScriptedDevice : public cSource, private cPacketSink {
 public:
     cScriptedDevice() { mName = "scripted"; }
@@ -92,7 +226,7 @@ public:
         }
         mGone = false;
         mOpen = true;
-        mMasks = 0;
+        mAnswers.mMasks.clear();
         return true;
     }
     eSourceRead Read(unsigned char* into, size_t room, size_t& got, int timeoutMs, const sigset_t*) override {
@@ -101,25 +235,26 @@ public:
             mReason = "unplugged";
             return SOURCE_GONE;
         }
-        if (mOut.empty() && Streaming() && mSent < mLogs.size()) {
+        Bytes& out = mAnswers.mOut;
+        if (out.empty() && Streaming() && mSent < mLogs.size()) {
             if (mGoneAfterLogs != 0 && mSent == mGoneAfterLogs && !mWentAway) {
                 mWentAway = mGone = true;
                 mReason = "unplugged";
                 return SOURCE_GONE;
             }
             const Bytes frame = Framed(mLogs[mSent++]);
-            mOut.insert(mOut.end(), frame.begin(), frame.end());
+            out.insert(out.end(), frame.begin(), frame.end());
         }
-        if (mOut.empty()) {
+        if (out.empty()) {
             if (mStopWhenStreamed && mSent == mLogs.size() && Streaming()) {
                 raise(SIGINT);
             }
             usleep(static_cast<useconds_t>(std::min(timeoutMs < 0 ? 5 : timeoutMs, 5)) * 1000);
             return SOURCE_IDLE;
         }
-        got = std::min(room, mOut.size());
-        std::copy(mOut.begin(), mOut.begin() + static_cast<long>(got), into);
-        mOut.erase(mOut.begin(), mOut.begin() + static_cast<long>(got));
+        got = std::min(room, out.size());
+        std::copy(out.begin(), out.begin() + static_cast<long>(got), into);
+        out.erase(out.begin(), out.begin() + static_cast<long>(got));
         return SOURCE_DATA;
     }
     bool Write(const unsigned char* data, size_t size, int) override {
@@ -137,63 +272,22 @@ public:
     bool CanWrite() const override { return mWritable; }
 
 private:
-    static const unsigned int kEquipments = 5;
-
-    bool Streaming() const { return !mWritable || mMasks == kEquipments; }
-
-    void Answer(const Bytes& answer) {
-        const Bytes frame = Framed(answer);
-        mOut.insert(mOut.end(), frame.begin(), frame.end());
-    }
+    bool Streaming() const { return !mWritable || mAnswers.Configured(); }
 
     bool Packet(sSharedBuffer* packet) override {
-        const Bytes request(packet->mData, packet->mData + packet->mSize);
-        mRequests.push_back(request);
+        mRequests.emplace_back(packet->mData, packet->mData + packet->mSize);
         if (static_cast<int>(mRequests.size()) <= mSilentRequests) {
             return true;
         }
         if (mLateErrorToFirst && mRequests.size() == static_cast<size_t>(mSilentRequests) + 2) {
-            Bytes late = {0x13};
-            late.insert(late.end(), mRequests[0].begin(), mRequests[0].end());
-            Answer(late);
+            mAnswers.Refuse(0x13, mRequests[0]);
         }
-        if (request[0] == 0x73 && request.size() >= 8) {
-            const unsigned int op = request[4];
-            if (op == 0) {
-                mMasks = 0;
-                Answer({0x73, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-            } else if (op == 1) {
-                Bytes answer = {0x73, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
-                answer.resize(12 + 64, 0);
-                const unsigned int counts[][2] = {
-                    {1, 0xFD4}, {4, 0x921}, {5, 0xE01}, {7, 0xB57}, {11, 0x1C4}};
-                for (const auto& count : counts) {
-                    answer[12 + 4 * count[0]] = static_cast<unsigned char>(count[1]);
-                    answer[13 + 4 * count[0]] = static_cast<unsigned char>(count[1] >> 8);
-                }
-                Answer(answer);
-            } else if (op == 3) {
-                ++mMasks;
-                Bytes answer = {0x73, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0};
-                answer.insert(answer.end(), request.begin() + 8, request.end());
-                Answer(answer);
-            }
-        } else if (request[0] == 0x7D) {
-            Answer(request);
-        } else if (request[0] == 0x60) {
-            Answer({0x60, 0, 0});
-        } else {
-            Bytes refusal = {0x13};
-            refusal.insert(refusal.end(), request.begin(), request.end());
-            Answer(refusal);
-        }
-        return true;
+        return mAnswers.Packet(packet);
     }
 
+    cDiagResponder mAnswers;
     cFrameDecoder mRequestDecoder;
-    std::deque<unsigned char> mOut;
     size_t mSent = 0;
-    unsigned int mMasks = 0;
     bool mOpen = false;
     bool mGone = false;
     bool mWentAway = false;

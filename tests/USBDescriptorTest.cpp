@@ -63,9 +63,9 @@ Bytes PhoneWithDiagAmongOthers() {
         .Endpoint(0x82, kInterrupt, 8)
         .Endpoint(0x83, kBulk)
         .Endpoint(0x02, kBulk)
-        .Interface(2, 0xFF, 0xFF, 0x30, 2)  // the diagnostic port
+        .Interface(2, 0xFF, 0xFF, 0x30, 2)  // the diagnostic port, at SuperSpeed: 1024-byte packets
         .Other(0x24, 5)
-        .Endpoint(0x84, kBulk)
+        .Endpoint(0x84, kBulk, 1024)
         .Endpoint(0x03, kBulk)
         .Interface(3, 0xFF, 0x00, 0x00, 3)  // AT-command port
         .Endpoint(0x85, kInterrupt, 10)
@@ -99,7 +99,7 @@ TEST(USBDescriptor, ThePhonesDiagnosticInterfaceAmongSeveralVendorSpecificOnes) 
     EXPECT_EQ(diag.mProtocol, 0x30);
     EXPECT_EQ(diag.mIn, 0x84);
     EXPECT_EQ(diag.mOut, 0x03);
-    EXPECT_EQ(diag.mInPacket, 512);
+    EXPECT_EQ(diag.mInPacket, 1024);
     EXPECT_EQ(interfaces[1].mOtherEndpoints, 1u);
     EXPECT_TRUE(HasBulkPair(interfaces[0])) << "a bulk pair, but another subclass";
     EXPECT_FALSE(IsDiagCandidate(interfaces[0]));

@@ -3,21 +3,17 @@
 // again), a TCP port on the loopback interface (--tcp) or a socket file (--socket PATH), and writes the name
 // to capture from (the terminal, the link, tcp:127.0.0.1:PORT, the socket file) into the file PORT, whole
 // (written beside it, then renamed: a test that sees the file sees the name). It answers the requests that
-// configure logging as a handset does and, once every equipment id it reports has its mask, streams the log
-// packets of a real capture whose codes are switched on (the capture's responses are not sent). It checks the
-// framing and check sequence of every request and logs what it was asked, one line each:
-//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | events ON | other CODE | refused CODE |
-//   bad frame | bad request | unplugged | plugged
-// Every byte it receives also goes, as received, to LOG.wire.
-// "streamed N" once the whole capture is out (N log packets), and at the end "sent N" (log packets sent)
-// and "waited N" (writes that found the terminal full).
+// configure logging as the tool's in-memory test device does (cDiagResponder, tests/ToolTestSources.h, whose
+// lines it writes to LOG) and, once every equipment id it reports has its mask, streams the log packets of a
+// real capture whose codes are switched on (the capture's responses are not sent). It also logs "bad frame"
+// for a request whose framing or check sequence is wrong, "unplugged" and "plugged", "streamed N" once the
+// whole capture is out (N log packets), and at the end "sent N" (log packets sent) and "waited N" (writes
+// that found the terminal full). Every byte it receives also goes, as received, to LOG.wire.
 //
 //   palvorin_modem_simulator [--link PATH | --tcp | --socket PATH] STREAM LOG PORT [MODE [N [MS]]]
-// MODE: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
-// refuse N (the error reply N, such as 0x18, to every request); vanish N (goes away after N log packets);
-// unplug N MS (after N log packets goes away for MS milliseconds, comes back at the same name unconfigured,
-// and streams the rest once configured again); noisy (before each answer: bytes outside any frame, a copy
-// of the answer with a bad check sequence, and a run longer than any frame).
+// MODE: one of cDiagResponder's (normal, silent, refuse-mask, refuse N, noisy); vanish N (goes away after N
+// log packets); unplug N MS (after N log packets goes away for MS milliseconds, comes back at the same name
+// unconfigured, and streams the rest once configured again).
 
 #include <arpa/inet.h>
 #include <errno.h>
@@ -36,35 +32,16 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "Shared/HDLC.h"
-#include "diag/LogConfig.h"
-#include "diag/WireFormat.h"
 #include "stream/FrameDecoder.h"
+#include "tests/ToolTestSources.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
-// Item counts by equipment id of the handset that recorded capture A (its answer to "get ID ranges").
-const std::map<unsigned int, unsigned int> kItemCounts = {
-    {1, 0xFD4}, {4, 0x921}, {5, 0xE01}, {7, 0xB57}, {11, 0x1C4}};
-
-Bytes Frame(const Bytes& packet, bool damage = false) {
-    sSharedBuffer buffer(packet.data(), static_cast<unsigned int>(packet.size()), PROTOCOL_DIAG_FROM_DEVICE);
-    sSharedBuffer* frame = HDLCEncode(&buffer, false);
-    Bytes bytes(frame->mData, frame->mData + frame->mSize);
-    delete frame;
-    if (damage) {
-        bytes[0] ^= 0x01;
-    }
-    return bytes;
-}
+using tooltest::Bytes;
 
 class cCollect : public cPacketSink {
 public:
@@ -75,132 +52,42 @@ public:
     std::vector<Bytes> mPackets;
 };
 
-class cModem : public cPacketSink {
+// The answers of the tool's in-memory test device, and log packets streamed while logging is on.
+class cModem : public tooltest::cDiagResponder {
 public:
-    cModem(FILE* log, std::string mode, long count) : mLog(log), mMode(std::move(mode)), mCount(count) {}
-
-    bool Packet(sSharedBuffer* packet) override {
-        const Bytes request(packet->mData, packet->mData + packet->mSize);
-        if (mMode == "refuse") {
-            fprintf(mLog, "refused %02x\n", request[0]);
-            Refuse(static_cast<unsigned char>(mCount), request);
-        } else if (request[0] == 0x73) {
-            LogConfig(request);
-        } else if (request[0] == 0x60 && request.size() == 2) {
-            fprintf(mLog, "events %u\n", request[1]);
-            Answer(Bytes{0x60, 0, 0});
-        } else if (request[0] == 0x7D && request.size() == 8 && request[1] == 5) {
-            fprintf(mLog, "debug-text %u\n", ReadU32(&request[4]));
-            Answer(request);
-        } else {
-            fprintf(mLog, "other %02x\n", request[0]);
-            Refuse(0x13, request);
-        }
-        return true;
-    }
+    cModem(FILE* log, std::string mode, long count) : cDiagResponder(log, std::move(mode), count) {}
 
     // Queues log packets while streaming, keeping at most `room` bytes waiting.
     void Stream(const std::vector<Bytes>& logs, size_t room) {
-        while (mStreaming && mNext < logs.size() && mOut.size() < room && !Vanished() && !Unplugging()) {
+        while (Configured() && mNext < logs.size() && mOut.size() < room && !Vanished() && !Unplugging()) {
             const Bytes& log = logs[mNext++];
             const unsigned int code = ReadU16(&log[6]);
             const auto mask = mMasks.find(code >> 12);
             const unsigned int item = code & 0xFFF;
             if (mask != mMasks.end() && item / 8 < mask->second.size() &&
                 (mask->second[item / 8] >> (item % 8)) & 1) {
-                const Bytes frame = Frame(log);
+                const Bytes frame = tooltest::Framed(log);
                 mOut.insert(mOut.end(), frame.begin(), frame.end());
                 ++mSent;
             }
         }
     }
-    bool Streamed(const std::vector<Bytes>& logs) const { return mStreaming && mNext == logs.size(); }
+    bool Streamed(const std::vector<Bytes>& logs) const { return Configured() && mNext == logs.size(); }
     bool Vanished() const { return mMode == "vanish" && mSent >= mCount; }
     // Due to go away for a while: once, after mCount log packets.
     bool Unplugging() const { return mMode == "unplug" && !mUnplugged && mSent >= mCount; }
     // Back, unconfigured: it streams the rest once every mask is set again.
     void Replugged() {
         mUnplugged = true;
-        mStreaming = false;
         mMasks.clear();
         mOut.clear();
     }
 
-    Bytes mOut;  // bytes waiting for the terminal
     long mSent = 0;
 
 private:
-    void LogConfig(const Bytes& request) {
-        sSharedBuffer copy(request.data(), static_cast<unsigned int>(request.size()),
-                           PROTOCOL_DIAG_TO_DEVICE);
-        copy.AddRef();
-        sDiagLogConfigReq view(&copy);
-        const unsigned int op = view.GetRequestedOp();
-        if (op == LOG_CONFIG_DISABLE) {
-            fprintf(mLog, "disable\n");
-            mStreaming = false;
-            mMasks.clear();
-            Answer(Bytes{0x73, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-        } else if (op == LOG_CONFIG_GET_RANGES) {
-            fprintf(mLog, "ranges\n");
-            Bytes answer{0x73, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
-            answer.resize(12 + 64, 0);
-            for (const auto& count : kItemCounts) {
-                WriteU32(&answer[12 + 4 * count.first], count.second);
-            }
-            Answer(answer);
-        } else if (op == LOG_CONFIG_SET_MASK) {
-            unsigned int bits = 0;
-            eLogEquipID equipment;
-            std::set<unsigned int> codes;
-            view.GetRequestedLogCodes(bits, equipment, codes);
-            fprintf(mLog, "mask %u %u", static_cast<unsigned int>(equipment), bits);
-            for (unsigned int code : codes) {
-                fprintf(mLog, " %04x", code);
-            }
-            fprintf(mLog, "\n");
-            if (mMode == "refuse-mask" && equipment == 11) {
-                Refuse(0x14, request);
-                return;
-            }
-            mMasks[equipment].assign(request.begin() + 16, request.end());
-            Bytes answer{0x73, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0};
-            answer.insert(answer.end(), request.begin() + 8, request.end());
-            Answer(answer);
-            mStreaming = mMasks.size() == kItemCounts.size();
-        } else {
-            fprintf(mLog, "bad request\n");
-            Refuse(0x14, request);
-        }
-    }
-    void Refuse(unsigned char code, const Bytes& request) {
-        Bytes answer{code};
-        answer.insert(answer.end(), request.begin(), request.end());
-        Answer(answer);
-    }
-    void Answer(const Bytes& answer) {
-        if (mMode == "silent") {
-            return;
-        }
-        if (mMode == "noisy") {
-            const Bytes junk{0x01, 0x02, 0x03, 0x7E};
-            const Bytes bad = Frame(answer, true);
-            mOut.insert(mOut.end(), junk.begin(), junk.end());
-            mOut.insert(mOut.end(), bad.begin(), bad.end());
-            mOut.insert(mOut.end(), 20000, 0x55);
-            mOut.push_back(0x7E);
-        }
-        const Bytes frame = Frame(answer);
-        mOut.insert(mOut.end(), frame.begin(), frame.end());
-    }
-
-    FILE* mLog;
-    std::string mMode;
-    long mCount;
-    bool mStreaming = false;
     size_t mNext = 0;
     bool mUnplugged = false;
-    std::map<unsigned int, Bytes> mMasks;  // by equipment id
 };
 
 // Writes `name` and a newline into `path` whole: into a file beside it first, then renamed over it.
