@@ -73,9 +73,9 @@ public:
                 return Fail("cannot give " + mDir + " to the postgres account");
             }
         }
-        if (Run({mBin + "/initdb", "-D", mDir + "/data", "-U", "palvorin", "-A", "trust", "-E", "UTF8",
-                 "--locale=C", "--no-sync", "--no-instructions"},
-                60) != 0) {
+        const pid_t initdb = Spawn({mBin + "/initdb", "-D", mDir + "/data", "-U", "palvorin", "-A", "trust",
+                                    "-E", "UTF8", "--locale=C", "--no-sync", "--no-instructions"});
+        if (initdb < 0 || Reap(initdb, 60) != 0) {
             return Fail("initdb failed: " + Log());
         }
         std::vector<std::string> command = {mBin + "/postgres",  "-D", mDir + "/data",      "-k", mDir, "-c",
@@ -107,10 +107,7 @@ public:
     void Stop() {
         if (mServer > 0) {
             kill(mServer, SIGINT);
-            if (!WaitBounded(mServer, 20)) {
-                kill(mServer, SIGKILL);
-                waitpid(mServer, nullptr, 0);
-            }
+            Reap(mServer, 20);
             mServer = -1;
         }
         if (!mDir.empty()) {
@@ -139,7 +136,6 @@ public:
     }
 
     const std::string& Error() const { return mError; }
-    const std::string& Directory() const { return mDir; }
 
 private:
     bool Fail(const std::string& error) {
@@ -186,32 +182,17 @@ private:
         _exit(127);
     }
 
-    static bool WaitBounded(pid_t child, int seconds, int* status = nullptr) {
+    // Waits up to `seconds` for `child` to end, else kills it; its exit status, or -1.
+    static int Reap(pid_t child, int seconds) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-        while (std::chrono::steady_clock::now() < deadline) {
-            int got = 0;
-            if (waitpid(child, &got, WNOHANG) == child) {
-                if (status != nullptr) {
-                    *status = got;
-                }
-                return true;
+        int status = 0;
+        while (waitpid(child, &status, WNOHANG) != child) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                kill(child, SIGKILL);
+                waitpid(child, nullptr, 0);
+                return -1;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
-    }
-
-    // Runs `command` to its end within `seconds`; its exit status, or -1.
-    int Run(const std::vector<std::string>& command, int seconds) {
-        const pid_t child = Spawn(command);
-        int status = 0;
-        if (child < 0) {
-            return -1;
-        }
-        if (!WaitBounded(child, seconds, &status)) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-            return -1;
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
