@@ -11,7 +11,6 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -322,33 +321,6 @@ TEST_P(CampaignDBTest, ARecordingOfARawStreamIsNamedByTheStream) {
     EXPECT_EQ(One("SELECT count(*) FROM messages"), "36");
 }
 
-// Forwards to a real backend and calls a hook before Begin and before each Insert.
-class cHookBackend : public cDBBackend {
-public:
-    cHookBackend(cDBBackend* inner, std::function<void()> beforeBegin, std::function<void()> beforeInsert)
-        : mInner(inner), mBeforeBegin(std::move(beforeBegin)), mBeforeInsert(std::move(beforeInsert)) {}
-    eDBEngine Engine() const override { return mInner->Engine(); }
-    const std::string& Name() const override { return mInner->Name(); }
-    bool Execute(const std::string& sql) override { return mInner->Execute(sql); }
-    bool Query(const std::string& sql, Rows& rows) override { return mInner->Query(sql, rows); }
-    bool Begin() override {
-        mBeforeBegin();
-        return mInner->Begin();
-    }
-    bool Commit() override { return mInner->Commit(); }
-    bool Rollback() override { return mInner->Rollback(); }
-    bool Insert(const sTableDef& table, const sValue* values) override {
-        mBeforeInsert();
-        return mInner->Insert(table, values);
-    }
-    const std::string& Error() const override { return mInner->Error(); }
-
-private:
-    std::unique_ptr<cDBBackend> mInner;
-    std::function<void()> mBeforeBegin;
-    std::function<void()> mBeforeInsert;
-};
-
 TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     {
         cCampaignDB db;
@@ -360,30 +332,28 @@ TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     bool armed = false;
     // The first writer holds its transaction (its files row in, its rows not yet) until the second has
     // looked the file up, not found it, and begun its own.
-    cCampaignDB first;
-    ASSERT_TRUE(first.OpenBackend(new cHookBackend(
-        Connect().release(), [] {},
-        [&] {
-            std::unique_lock<std::mutex> lock(mutex);
-            if (armed) {
-                armed = false;
-                changed.notify_all();
-                changed.wait_for(lock, std::chrono::seconds(10), [&] { return secondBegins; });
-                lock.unlock();
-                std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            }
-        })))
-        << first.Error();
-    cCampaignDB second;
-    ASSERT_TRUE(second.OpenBackend(new cHookBackend(
-        Connect().release(),
-        [&] {
-            std::lock_guard<std::mutex> lock(mutex);
-            secondBegins = true;
+    auto* firstBackend = new cFaultBackend(Connect().release(), cFaultBackend::OP_COUNT, 0);
+    firstBackend->mBefore = [&](cFaultBackend::eOp op) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (op == cFaultBackend::OP_INSERT && armed) {
+            armed = false;
             changed.notify_all();
-        },
-        [] {})))
-        << second.Error();
+            changed.wait_for(lock, std::chrono::seconds(10), [&] { return secondBegins; });
+            lock.unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        }
+    };
+    cCampaignDB first;
+    ASSERT_TRUE(first.OpenBackend(firstBackend)) << first.Error();
+    auto* secondBackend = new cFaultBackend(Connect().release(), cFaultBackend::OP_COUNT, 0);
+    secondBackend->mBefore = [&](cFaultBackend::eOp op) {
+        std::lock_guard<std::mutex> lock(mutex);
+        secondBegins = secondBegins || op == cFaultBackend::OP_BEGIN;
+        changed.notify_all();
+    };
+    cCampaignDB second;
+    ASSERT_TRUE(second.OpenBackend(secondBackend)) << second.Error();
+    secondBegins = false;  // its connection began a transaction when it opened
     armed = true;
     eDBAddResult firstResult = DB_FILE_FAILED;
     std::string firstError;
