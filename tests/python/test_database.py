@@ -8,7 +8,7 @@ import unittest
 
 import palvorin
 from pgserver import PostgresServer, find_binaries
-from support import STREAM_A, STREAM_B, PrivateTemp
+from support import STREAM_A, STREAM_B, PrivateTemp, read_file
 
 SERVER = None
 
@@ -40,12 +40,6 @@ class Engine:
         self.db = palvorin.Database(self.target)
         self.addCleanup(self.db.close)
 
-    def write(self, name, data):
-        path = self.temp.file(name)
-        with open(path, "wb") as out:
-            out.write(data)
-        return path
-
     def test_a_capture_goes_in_whole_and_once(self):
         first = self.db.add(self.isf_a)
         self.assertEqual(first.status, "added", first.error)
@@ -68,14 +62,13 @@ class Engine:
         self.assertEqual(self.query("SELECT count(*) FROM messages WHERE subscription = 1"), [[18]])
 
     def test_bad_files_leave_nothing_behind(self):
-        with open(self.isf_a, "rb") as source:
-            isf = source.read()
+        isf = read_file(self.isf_a)
         cases = [
             (self.temp.file("missing.isf"), "No such file"),
-            (self.write("empty.isf", b""), "empty"),
-            (self.write("random.bin", bytes(range(256)) * 400), "neither"),
-            (self.write("half.isf", isf[:len(isf) // 2]), "damaged"),
-            (self.write("header.isf", isf[:100]), "not a readable item store file"),
+            (self.temp.write("empty.isf", b""), "empty"),
+            (self.temp.write("random.bin", bytes(range(256)) * 400), "neither"),
+            (self.temp.write("half.isf", isf[:len(isf) // 2]), "damaged"),
+            (self.temp.write("header.isf", isf[:100]), "not a readable item store file"),
         ]
         for path, reason in cases:
             with self.subTest(os.path.basename(path)):
