@@ -5,7 +5,6 @@
 // creates.
 #pragma once
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <libpq-fe.h>
@@ -20,7 +19,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,20 +30,16 @@ public:
     static std::string FindBinaries() {
         std::string best;
         int bestVersion = -1;
-        DIR* dir = opendir("/usr/lib/postgresql");
-        if (dir == nullptr) {
-            return best;
-        }
-        while (dirent* entry = readdir(dir)) {
-            const int version = atoi(entry->d_name);
-            const std::string bin = std::string("/usr/lib/postgresql/") + entry->d_name + "/bin";
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/postgresql", ignored)) {
+            const int version = atoi(entry.path().filename().c_str());
+            const std::string bin = entry.path().string() + "/bin";
             if (version > bestVersion && access((bin + "/initdb").c_str(), X_OK) == 0 &&
                 access((bin + "/postgres").c_str(), X_OK) == 0) {
                 best = bin;
                 bestVersion = version;
             }
         }
-        closedir(dir);
         return best;
     }
 
@@ -145,9 +140,7 @@ private:
 
     std::string Log() const {
         std::ifstream in(mDir + "/log");
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
     // Starts `command` as the server's account, its output appended to the log; it gets SIGQUIT (postgres:
