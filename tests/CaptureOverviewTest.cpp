@@ -11,44 +11,35 @@
 
 #include "jni/ISFToolVersion.h"
 #include "tests/DiagPackets.h"
+#include "tests/TableValues.h"
 
 namespace {
+
+// The column of `table` named `name`.
+size_t Column(eTable table, const char* name) {
+    const sTableDef& def = TableDef(table);
+    for (size_t i = 0; i < def.mCount; ++i) {
+        if (std::strcmp(def.mColumns[i].mName, name) == 0) {
+            return i;
+        }
+    }
+    ADD_FAILURE() << "no column " << name;
+    return 0;
+}
 
 // A row of a capture table built by column name; the other columns are missing.
 class cRow {
 public:
     explicit cRow(eTable table) : mTable(table), mValues(TableDef(table).mCount) {}
-    cRow& Int(const char* name, int64_t value) {
-        sValue& v = At(name);
-        v.mNull = false;
-        v.mInt = value;
-        return *this;
-    }
-    cRow& Real(const char* name, double value) {
-        sValue& v = At(name);
-        v.mNull = false;
-        v.mReal = value;
-        return *this;
-    }
-    cRow& Text(const char* name, const char* text) {
-        sValue& v = At(name);
-        v.mNull = false;
-        v.mText = text;
-        v.mSize = std::strlen(text);
-        return *this;
-    }
+    cRow& Int(const char* name, int64_t value) { return Set(name, ::Int(value)); }
+    cRow& Real(const char* name, double value) { return Set(name, ::Real(value)); }
+    cRow& Text(const char* name, const char* text) { return Set(name, ::Text(text)); }
     bool To(cTableSink& sink) const { return sink.Row(mTable, mValues.data()); }
 
 private:
-    sValue& At(const char* name) {
-        const sTableDef& def = TableDef(mTable);
-        for (size_t i = 0; i < def.mCount; ++i) {
-            if (std::strcmp(def.mColumns[i].mName, name) == 0) {
-                return mValues[i];
-            }
-        }
-        ADD_FAILURE() << "no column " << name;
-        return mValues[0];
+    cRow& Set(const char* name, const sValue& value) {
+        mValues[Column(mTable, name)] = value;
+        return *this;
     }
 
     eTable mTable;
@@ -85,16 +76,20 @@ struct sAggregate {
     double mMinimum = INFINITY;
     double mMaximum = -INFINITY;
     double mSum = 0;
+    void Add(uint64_t count, double minimum, double maximum, double sum) {
+        mCount += count;
+        mMinimum = std::min(mMinimum, minimum);
+        mMaximum = std::max(mMaximum, maximum);
+        mSum += sum;
+    }
 };
 
 sAggregate Aggregate(const cCaptureOverview& overview, const sOverviewSeries& series) {
     const cSeriesDecimator& decimator = overview.Decimator();
     sAggregate aggregate;
     for (size_t i = 0; i < decimator.BucketCount(); ++i) {
-        aggregate.mCount += decimator.Count(series.mIndex)[i];
-        aggregate.mMinimum = std::min(aggregate.mMinimum, decimator.Minimum(series.mIndex)[i]);
-        aggregate.mMaximum = std::max(aggregate.mMaximum, decimator.Maximum(series.mIndex)[i]);
-        aggregate.mSum += decimator.Sum(series.mIndex)[i];
+        aggregate.Add(decimator.Count(series.mIndex)[i], decimator.Minimum(series.mIndex)[i],
+                      decimator.Maximum(series.mIndex)[i], decimator.Sum(series.mIndex)[i]);
     }
     return aggregate;
 }
@@ -266,14 +261,7 @@ public:
             return true;
         }
         const sTableDef& def = TableDef(table);
-        auto value = [&](const char* name) -> const sValue& {
-            for (size_t i = 0; i < def.mCount; ++i) {
-                if (std::strcmp(def.mColumns[i].mName, name) == 0) {
-                    return values[i];
-                }
-            }
-            return values[0];
-        };
+        auto value = [&](const char* name) -> const sValue& { return values[Column(table, name)]; };
         auto number = [](const sValue& v, int64_t missing) { return v.mNull ? missing : v.mInt; };
         for (size_t i = 0; i < def.mCount; ++i) {
             if (def.mColumns[i].mType != COLUMN_REAL || values[i].mNull) {
@@ -283,11 +271,7 @@ public:
             const tKey key{number(value("subscription"), 0), std::string(technology.mText, technology.mSize),
                            number(value("serving"), 0),      number(value("arfcn"), -1),
                            number(value("pci"), -1),         def.mColumns[i].mName};
-            sAggregate& aggregate = mSeries[key];
-            ++aggregate.mCount;
-            aggregate.mMinimum = std::min(aggregate.mMinimum, values[i].mReal);
-            aggregate.mMaximum = std::max(aggregate.mMaximum, values[i].mReal);
-            aggregate.mSum += values[i].mReal;
+            mSeries[key].Add(1, values[i].mReal, values[i].mReal, values[i].mReal);
             ++mValues;
         }
         return true;
@@ -322,11 +306,8 @@ TEST(CaptureOverview, HoldsEveryMeasuredValueOfARealCapture) {
             cMeasuredValues::tKey key = entry.first;
             std::get<3>(key) = -1;
             std::get<4>(key) = -1;
-            sAggregate& aggregate = allServing[key];
-            aggregate.mCount += entry.second.mCount;
-            aggregate.mMinimum = std::min(aggregate.mMinimum, entry.second.mMinimum);
-            aggregate.mMaximum = std::max(aggregate.mMaximum, entry.second.mMaximum);
-            aggregate.mSum += entry.second.mSum;
+            const sAggregate& one = entry.second;
+            allServing[key].Add(one.mCount, one.mMinimum, one.mMaximum, one.mSum);
         }
     }
     ASSERT_FALSE(allServing.empty());

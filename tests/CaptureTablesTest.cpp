@@ -38,7 +38,6 @@ public:
         }
         if (table == TABLE_MESSAGES) {
             ++mSubscriptions[values[1].mNull ? 0 : static_cast<unsigned int>(values[1].mInt)];
-            mMessageBytes += values[8].mSize;
         }
         return mStopAfter == 0 || mRows[table] < mStopAfter;
     }
@@ -46,7 +45,6 @@ public:
     Counts mTexts;
     std::vector<std::vector<sValue>> mFirstItems;
     std::map<unsigned int, unsigned int> mSubscriptions;
-    uint64_t mMessageBytes = 0;
     uint64_t mStopAfter = 0;
 };
 

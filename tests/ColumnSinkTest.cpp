@@ -11,30 +11,9 @@
 
 #include "tables/CaptureTables.h"
 #include "tests/StreamPackets.h"
+#include "tests/TableValues.h"
 
 namespace {
-
-sValue Int(int64_t value) {
-    sValue v;
-    v.mNull = false;
-    v.mInt = value;
-    return v;
-}
-
-sValue Real(double value) {
-    sValue v;
-    v.mNull = false;
-    v.mReal = value;
-    return v;
-}
-
-sValue Text(const std::string& text) {
-    sValue v;
-    v.mNull = false;
-    v.mText = text.data();
-    v.mSize = text.size();
-    return v;
-}
 
 template <class T>
 std::vector<T> Taken(T* values, size_t rows) {
@@ -48,9 +27,9 @@ TEST(ColumnSink, EveryTypeWithItsMissingValues) {
         eColumnType mType;
         std::vector<sValue> mValues;
     } columns[] = {
-        {COLUMN_TIME, {Int(1438395100984), sValue(), Int(0)}},
-        {COLUMN_INT, {sValue(), Int(-5), Int(1LL << 40)}},
-        {COLUMN_CODE, {Int(0xB0C0), Int(0x713A), sValue()}},
+        {COLUMN_TIME, {Int(1438395100984), Null(), Int(0)}},
+        {COLUMN_INT, {Null(), Int(-5), Int(1LL << 40)}},
+        {COLUMN_CODE, {Int(0xB0C0), Int(0x713A), Null()}},
     };
     for (const auto& c : columns) {
         cColumnData column(c.mType);
@@ -66,7 +45,7 @@ TEST(ColumnSink, EveryTypeWithItsMissingValues) {
         }
     }
     cColumnData reals(COLUMN_REAL);
-    for (const sValue& value : {Real(-101.5), sValue(), Real(0)}) {
+    for (const sValue& value : {Real(-101.5), Null(), Real(0)}) {
         ASSERT_TRUE(reals.Add(value));
     }
     const std::vector<double> values = Taken(reals.TakeReals(), 3);
@@ -80,7 +59,7 @@ TEST(ColumnSink, TextsAreCodedAgainstASortedDictionary) {
     // "lte" again after another text, a missing one, and texts that share a prefix.
     const std::vector<std::string> texts = {"lte", "gsm", "lte", "", "wcdma", "lte", "nr", "nr5", "gsm"};
     for (const std::string& text : texts) {
-        ASSERT_TRUE(column.Add(text.empty() ? sValue() : Text(text)));
+        ASSERT_TRUE(column.Add(text.empty() ? Null() : Text(text)));
     }
     std::vector<std::string> dictionary;
     const std::vector<int32_t> codes = Taken(column.TakeTexts(dictionary), texts.size());
@@ -92,11 +71,8 @@ TEST(ColumnSink, TheSameBufferWithNewTextIsANewText) {
     // A caller may reuse one buffer for every row (the cells table's MNC): the text, not the address, counts.
     cColumnData column(COLUMN_TEXT);
     char buffer[4] = "01";
-    ASSERT_TRUE(column.Add(Text(std::string(buffer))));
-    sValue value;
-    value.mNull = false;
-    value.mText = buffer;
-    value.mSize = 2;
+    const sValue value = Text(std::string_view(buffer, 2));
+    ASSERT_TRUE(column.Add(Text("01")));
     ASSERT_TRUE(column.Add(value));
     buffer[1] = '2';
     ASSERT_TRUE(column.Add(value));
@@ -115,7 +91,7 @@ TEST(ColumnSink, BytesComeBackRowByRowAcrossTheArraysGrowth) {
     }
     for (size_t i = 0; i < rows.size(); ++i) {
         // Every 1000th row from 7 is missing; row 0 is present and empty.
-        ASSERT_TRUE(column.Add(i % 1000 == 7 ? sValue() : Text(rows[i])));
+        ASSERT_TRUE(column.Add(i % 1000 == 7 ? Null() : Text(rows[i])));
     }
     const unsigned char* data = nullptr;
     size_t size = 0;

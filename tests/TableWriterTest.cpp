@@ -16,6 +16,7 @@
 #include "tables/CaptureTables.h"
 #include "tables/ValueText.h"
 #include "tests/DiagPackets.h"
+#include "tests/TableValues.h"
 #include "tools/palvorin/ItemInfo.h"
 
 namespace {
@@ -34,29 +35,6 @@ public:
     size_t mFailAfter = 0;
     size_t mWrites = 0;
 };
-
-sValue Null() {
-    return sValue();
-}
-sValue Int(int64_t value) {
-    sValue v;
-    v.mNull = false;
-    v.mInt = value;
-    return v;
-}
-sValue Real(double value) {
-    sValue v;
-    v.mNull = false;
-    v.mReal = value;
-    return v;
-}
-sValue Text(const char* text) {
-    sValue v;
-    v.mNull = false;
-    v.mText = text;
-    v.mSize = strlen(text);
-    return v;
-}
 
 // An events row (time, subscription, technology, event, detail).
 std::vector<sValue> Event(int64_t time, sValue subscription, const char* event, const char* detail) {
@@ -158,13 +136,15 @@ TEST(TableWriter, CSVQuotesWhatNeedsIt) {
         TABLE_EVENTS, TABLE_FORMAT_CSV,
         {Event(1605527784678, Int(1), "handover", "pci 225 earfcn 38400 -> pci 162 earfcn 1350"),
          Event(1605527784679, Null(), "attach_reject", "cause 24 (security mode rejected, unspecified)"),
-         Event(1605527784680, Int(2), "odd", "say \"hi\"\nthen go")});
+         Event(1605527784680, Int(2), "odd", "say \"hi\"\nthen go"),
+         Event(1605527784681, Int(2), "cr", "a\rb")});
     EXPECT_EQ(
         csv,
         "time_utc,subscription,technology,event,detail\n"
         "2020-11-16T11:56:24.678Z,1,lte,handover,pci 225 earfcn 38400 -> pci 162 earfcn 1350\n"
         "2020-11-16T11:56:24.679Z,,lte,attach_reject,\"cause 24 (security mode rejected, unspecified)\"\n"
-        "2020-11-16T11:56:24.680Z,2,lte,odd,\"say \"\"hi\"\"\nthen go\"\n");
+        "2020-11-16T11:56:24.680Z,2,lte,odd,\"say \"\"hi\"\"\nthen go\"\n"
+        "2020-11-16T11:56:24.681Z,2,lte,cr,\"a\rb\"\n");
 }
 
 TEST(TableWriter, JSONArrayOfObjects) {
@@ -182,25 +162,13 @@ TEST(TableWriter, JSONArrayOfObjects) {
         "]\n");
 }
 
-// A measurements row with the columns of the table: time, subscription, technology, log code, serving,
-// channel, cell, then seven values.
-std::vector<sValue> Measurement(int64_t time, int64_t cell, double rsrp, double rsrq) {
-    std::vector<sValue> row = {Int(time), Null(), Text("lte"), Int(0xB193), Int(1), Int(1825), Int(cell)};
-    row.push_back(Real(rsrp));
-    row.push_back(Real(rsrq));
-    for (int i = 0; i < 5; ++i) {
-        row.push_back(Null());
-    }
-    return row;
-}
-
-TEST(TableWriter, MeasurementRowsInEachFormat) {
-    const std::vector<std::vector<sValue>> rows = {Measurement(1564481946750, 73, -98.5625, -9.8125)};
-    EXPECT_EQ(Write(TABLE_MEASUREMENTS, TABLE_FORMAT_CSV, rows),
-              "time_utc,subscription,technology,log_code,serving,arfcn,pci,rsrp_dbm,rsrq_db,rssi_dbm,sinr_db,"
-              "rscp_dbm,ecio_db,rxlev_dbm\n"
-              "2019-07-30T10:19:06.750Z,,lte,0xB193,1,1825,73,-98.5625,-9.8125,,,,,\n");
-    EXPECT_EQ(Write(TABLE_MEASUREMENTS, TABLE_FORMAT_JSON, rows),
+// The CSV of the same row: the real capture's case below.
+TEST(TableWriter, AMeasurementRowAsJSON) {
+    // Time, subscription, technology, log code, serving, channel, cell, then seven values.
+    const std::vector<sValue> row = {
+        Int(1564481946750), Null(),        Text("lte"), Int(0xB193), Int(1), Int(1825), Int(73),
+        Real(-98.5625),     Real(-9.8125), Null(),      Null(),      Null(), Null(),    Null()};
+    EXPECT_EQ(Write(TABLE_MEASUREMENTS, TABLE_FORMAT_JSON, {row}),
               "[\n{\"time_utc\":\"2019-07-30T10:19:06.750Z\",\"subscription\":null,\"technology\":\"lte\","
               "\"log_code\":\"0xB193\",\"serving\":1,\"arfcn\":1825,\"pci\":73,\"rsrp_dbm\":-98.5625,"
               "\"rsrq_db\":-9.8125,\"rssi_dbm\":null,\"sinr_db\":null,\"rscp_dbm\":null,\"ecio_db\":null,"
@@ -245,11 +213,7 @@ TEST(TableWriter, AlignedTextMeasuresItsFirstRows) {
 }
 
 TEST(TableWriter, BinaryMessagesAsHex) {
-    const unsigned char message[] = {0x28, 0x02, 0x00, 0xff};
-    sValue bytes;
-    bytes.mNull = false;
-    bytes.mText = reinterpret_cast<const char*>(message);
-    bytes.mSize = sizeof message;
+    const sValue bytes = Text(std::string_view("\x28\x02\x00\xff", 4));
     const std::vector<sValue> row = {Int(0),     Null(),   Text("lte"), Text("LTE RRC DL-DCCH"),
                                      Text("dl"), Int(850), Int(303),    Int(0xB0C0),
                                      bytes};

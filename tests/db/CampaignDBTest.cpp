@@ -11,7 +11,6 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -63,29 +62,6 @@ cPostgresServer* SharedServer(std::string& error) {
     return server.get();
 }
 
-// The recordings every test uses, made once per process: capture A and capture B.
-struct sRecordings {
-    std::string mDir;
-    std::string mA;
-    std::string mB;
-    sRecordings() {
-        char name[] = "/tmp/palvorin-db-rec-XXXXXX";
-        mDir = mkdtemp(name) != nullptr ? name : "/tmp";
-        mA = mDir + "/a.isf";
-        mB = mDir + "/b.isf";
-        RecordStream(Data("raw_diag_stream_a.bin"), mA);
-        RecordStream(Data("raw_diag_stream_b.bin"), mB);
-    }
-    ~sRecordings() {
-        std::error_code ignored;
-        std::filesystem::remove_all(mDir, ignored);
-    }
-};
-const sRecordings& Recordings() {
-    static const sRecordings recordings;
-    return recordings;
-}
-
 // The rows the capture tables produce for a file: count per table, and the messages' bytes in hex.
 struct sProduced : cTableSink {
     uint64_t mRows[TABLE_COUNT] = {};
@@ -105,6 +81,38 @@ struct sProduced : cTableSink {
         return true;
     }
 };
+
+// The recordings every test uses, made once per process: capture A and capture B, with the rows the
+// capture tables make of them (the messages sorted).
+struct sRecordings {
+    std::string mDir;
+    std::string mA;
+    std::string mB;
+    sProduced mTablesA;
+    sProduced mTablesB;
+    sRecordings() {
+        char name[] = "/tmp/palvorin-db-rec-XXXXXX";
+        mDir = mkdtemp(name) != nullptr ? name : "/tmp";
+        mA = mDir + "/a.isf";
+        mB = mDir + "/b.isf";
+        RecordStream(Data("raw_diag_stream_a.bin"), mA);
+        RecordStream(Data("raw_diag_stream_b.bin"), mB);
+        for (auto [path, produced] : {std::pair(&mA, &mTablesA), std::pair(&mB, &mTablesB)}) {
+            sTableSummary tables;
+            std::string error;
+            EXPECT_TRUE(ReadCaptureTables(*path, kAllTables, *produced, tables, error)) << error;
+            std::sort(produced->mMessages.begin(), produced->mMessages.end());
+        }
+    }
+    ~sRecordings() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mDir, ignored);
+    }
+};
+const sRecordings& Recordings() {
+    static const sRecordings recordings;
+    return recordings;
+}
 
 class CampaignDBTest : public ::testing::TestWithParam<eEngine> {
 protected:
@@ -212,10 +220,7 @@ TEST_P(CampaignDBTest, ARealRecordingGoesInWhole) {
     sDBAddSummary summary;
     ASSERT_EQ(db.AddFile(a, summary), DB_ADDED) << db.Error();
 
-    sProduced produced;
-    sTableSummary tables;
-    std::string error;
-    ASSERT_TRUE(ReadCaptureTables(a, kAllTables, produced, tables, error)) << error;
+    const sProduced& produced = Recordings().mTablesA;
     // tshark decodes 4,852 messages in the export of capture A.
     EXPECT_EQ(summary.mRows[TABLE_MESSAGES], 4852u);
     for (unsigned int t = 0; t < TABLE_COUNT; ++t) {
@@ -228,11 +233,7 @@ TEST_P(CampaignDBTest, ARealRecordingGoesInWhole) {
                 << name;
         }
     }
-    EXPECT_EQ(Messages(), [&] {
-        std::vector<std::string> sorted = produced.mMessages;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted;
-    }());
+    EXPECT_EQ(Messages(), produced.mMessages);
     // tshark's counts by protocol: LTE RRC 4,343 (log 0xB0C0), NAS-EPS 95, GSM RR 378 (0x512F), GPRS 9
     // (0x5230) and UMTS NAS 27 (0x713A); log codes are integers.
     const Rows codes = Query("SELECT log_code, count(*) FROM messages GROUP BY log_code ORDER BY log_code");
@@ -320,33 +321,6 @@ TEST_P(CampaignDBTest, ARecordingOfARawStreamIsNamedByTheStream) {
     EXPECT_EQ(One("SELECT count(*) FROM messages"), "36");
 }
 
-// Forwards to a real backend and calls a hook before Begin and before each Insert.
-class cHookBackend : public cDBBackend {
-public:
-    cHookBackend(cDBBackend* inner, std::function<void()> beforeBegin, std::function<void()> beforeInsert)
-        : mInner(inner), mBeforeBegin(std::move(beforeBegin)), mBeforeInsert(std::move(beforeInsert)) {}
-    eDBEngine Engine() const override { return mInner->Engine(); }
-    const std::string& Name() const override { return mInner->Name(); }
-    bool Execute(const std::string& sql) override { return mInner->Execute(sql); }
-    bool Query(const std::string& sql, Rows& rows) override { return mInner->Query(sql, rows); }
-    bool Begin() override {
-        mBeforeBegin();
-        return mInner->Begin();
-    }
-    bool Commit() override { return mInner->Commit(); }
-    bool Rollback() override { return mInner->Rollback(); }
-    bool Insert(const sTableDef& table, const sValue* values) override {
-        mBeforeInsert();
-        return mInner->Insert(table, values);
-    }
-    const std::string& Error() const override { return mInner->Error(); }
-
-private:
-    std::unique_ptr<cDBBackend> mInner;
-    std::function<void()> mBeforeBegin;
-    std::function<void()> mBeforeInsert;
-};
-
 TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     {
         cCampaignDB db;
@@ -358,30 +332,28 @@ TEST_P(CampaignDBTest, TwoWritersAddingOneFileStoreItOnce) {
     bool armed = false;
     // The first writer holds its transaction (its files row in, its rows not yet) until the second has
     // looked the file up, not found it, and begun its own.
-    cCampaignDB first;
-    ASSERT_TRUE(first.OpenBackend(new cHookBackend(
-        Connect().release(), [] {},
-        [&] {
-            std::unique_lock<std::mutex> lock(mutex);
-            if (armed) {
-                armed = false;
-                changed.notify_all();
-                changed.wait_for(lock, std::chrono::seconds(10), [&] { return secondBegins; });
-                lock.unlock();
-                std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            }
-        })))
-        << first.Error();
-    cCampaignDB second;
-    ASSERT_TRUE(second.OpenBackend(new cHookBackend(
-        Connect().release(),
-        [&] {
-            std::lock_guard<std::mutex> lock(mutex);
-            secondBegins = true;
+    auto* firstBackend = new cFaultBackend(Connect().release(), cFaultBackend::OP_COUNT, 0);
+    firstBackend->mBefore = [&](cFaultBackend::eOp op) {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (op == cFaultBackend::OP_INSERT && armed) {
+            armed = false;
             changed.notify_all();
-        },
-        [] {})))
-        << second.Error();
+            changed.wait_for(lock, std::chrono::seconds(10), [&] { return secondBegins; });
+            lock.unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        }
+    };
+    cCampaignDB first;
+    ASSERT_TRUE(first.OpenBackend(firstBackend)) << first.Error();
+    auto* secondBackend = new cFaultBackend(Connect().release(), cFaultBackend::OP_COUNT, 0);
+    secondBackend->mBefore = [&](cFaultBackend::eOp op) {
+        std::lock_guard<std::mutex> lock(mutex);
+        secondBegins = secondBegins || op == cFaultBackend::OP_BEGIN;
+        changed.notify_all();
+    };
+    cCampaignDB second;
+    ASSERT_TRUE(second.OpenBackend(secondBackend)) << second.Error();
+    secondBegins = false;  // its connection began a transaction when it opened
     armed = true;
     eDBAddResult firstResult = DB_FILE_FAILED;
     std::string firstError;
@@ -439,12 +411,8 @@ TEST_P(CampaignDBTest, BadFilesAreReportedAndTheOthersGoOn) {
     std::map<std::string, std::string> expected = {{"files", "2"}};
     for (unsigned int t = 0; t < TABLE_COUNT; ++t) {
         if (t != TABLE_ITEMS) {
-            sProduced a, b;
-            sTableSummary tables;
-            std::string error;
-            ASSERT_TRUE(ReadCaptureTables(Recordings().mA, kAllTables, a, tables, error));
-            ASSERT_TRUE(ReadCaptureTables(Recordings().mB, kAllTables, b, tables, error));
-            expected[TableDef(static_cast<eTable>(t)).mName] = std::to_string(a.mRows[t] + b.mRows[t]);
+            expected[TableDef(static_cast<eTable>(t)).mName] =
+                std::to_string(Recordings().mTablesA.mRows[t] + Recordings().mTablesB.mRows[t]);
         }
     }
     EXPECT_EQ(expected["messages"], std::to_string(4852 + 18));
@@ -517,13 +485,8 @@ TEST_P(CampaignDBTest, WorkerDatabasesAreCopiedFileByFile) {
     EXPECT_EQ(counts.at("files"), "2");
     EXPECT_EQ(counts.at("messages"), std::to_string(4852 + 18));
     // The rows are those of the files themselves, under the ids of this database.
-    sProduced a;
-    sTableSummary tables;
-    std::string error;
-    ASSERT_TRUE(ReadCaptureTables(Recordings().mA, kAllTables, a, tables, error));
-    std::sort(a.mMessages.begin(), a.mMessages.end());
     const std::string aId = One("SELECT id FROM files WHERE path LIKE '%/a.isf'");
-    EXPECT_EQ(Messages("file_id = " + aId), a.mMessages);
+    EXPECT_EQ(Messages("file_id = " + aId), Recordings().mTablesA.mMessages);
     EXPECT_EQ(One("SELECT " + Time("min(time_utc)") + " FROM messages WHERE file_id = " + aId),
               "2015-08-01T02:11:40.985Z");
     EXPECT_EQ(One("SELECT " + Time("first_utc") + " FROM files WHERE id = " + aId),
@@ -725,22 +688,16 @@ INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBTest, ::testing::Values(ENGINE_SQLIT
                          });
 
 // What only one engine can show.
+class CampaignDBSQLiteOnly : public CampaignDBTest {};
 
-TEST(CampaignDBSQLite, AFileThatIsNotADatabaseIsRefused) {
-    char name[] = "/tmp/palvorin-db-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    const std::string path = std::string(name) + "/notes.db";
-    std::ofstream(path) << std::string(8192, 'x');
+TEST_P(CampaignDBSQLiteOnly, AFileThatIsNotADatabaseIsRefused) {
     cCampaignDB db;
-    EXPECT_FALSE(db.Open(path));
+    EXPECT_FALSE(db.Open(File("notes.db", std::string(8192, 'x'))));
     EXPECT_NE(db.Error().find("notes.db: not a SQLite database"), std::string::npos) << db.Error();
-    std::filesystem::remove_all(name);
 }
 
-TEST(CampaignDBSQLite, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
-    char name[] = "/tmp/palvorin-db-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    const std::string path = std::string(name) + "/campaign.db";
+TEST_P(CampaignDBSQLiteOnly, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
+    const std::string& path = mTarget;
     {
         // Room for the schema and a few pages more: the database fills up in the middle of capture A.
         auto backend = std::make_unique<cSQLiteBackend>();
@@ -769,8 +726,10 @@ TEST(CampaignDBSQLite, AFullOrReadOnlyDatabaseSaysSoAndKeepsNothingOfTheFile) {
     EXPECT_FALSE(db.OpenBackend(readOnly.release()));
     EXPECT_NE(db.Error().find("campaign.db: attempt to write a readonly database"), std::string::npos)
         << db.Error();
-    std::filesystem::remove_all(name);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBSQLiteOnly, ::testing::Values(ENGINE_SQLITE),
+                         [](const ::testing::TestParamInfo<eEngine>&) { return "SQLite"; });
 
 // Rows wait in a bounded buffer: a file larger than it is sent while it is read, not held whole until the
 // commit.
@@ -818,17 +777,15 @@ TEST_P(CampaignDBPostgreSQLOnly, ACommitOfAnAbortedTransactionIsAFailure) {
 INSTANTIATE_TEST_SUITE_P(Engines, CampaignDBPostgreSQLOnly, ::testing::Values(ENGINE_POSTGRESQL),
                          [](const ::testing::TestParamInfo<eEngine>&) { return "PostgreSQL"; });
 
-TEST(CampaignDBPostgreSQL, AServerThatIsNotThereIsAClearError) {
-    char name[] = "/tmp/palvorin-db-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
+// No server listens in the test's own directory (the SQLite case starts none).
+TEST_P(CampaignDBSQLiteOnly, APostgreSQLServerThatIsNotThereIsAClearError) {
     cCampaignDB db;
-    const std::string url = std::string("postgresql://palvorin:secret@/campaign?host=") + name;
+    const std::string url = "postgresql://palvorin:secret@/campaign?host=" + mDir;
     EXPECT_FALSE(db.Open(url));
     EXPECT_NE(db.Error().find("cannot connect to postgresql://palvorin@/campaign?host="), std::string::npos)
         << db.Error();
     EXPECT_EQ(db.Error().find("secret"), std::string::npos) << "no password in messages: " << db.Error();
     EXPECT_NE(db.Error().find("No such file or directory"), std::string::npos) << db.Error();
-    std::filesystem::remove_all(name);
 }
 
 }  // namespace

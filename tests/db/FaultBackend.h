@@ -1,8 +1,10 @@
 // A backend that forwards every call to a real one and fails the Nth call of a chosen operation, as a
-// database that fills up or loses its connection in the middle of a file would.
+// database that fills up or loses its connection in the middle of a file would; a hook may run before
+// each call.
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,7 +15,7 @@ class cFaultBackend : public cDBBackend {
 public:
     enum eOp { OP_EXECUTE, OP_QUERY, OP_BEGIN, OP_COMMIT, OP_ROLLBACK, OP_INSERT, OP_COUNT };
 
-    // Takes ownership of `inner`. Fails the `at`th call (from 1) of `op` after Arm().
+    // Takes ownership of `inner`. Fails the `at`th call (from 1) of `op` after Arm(); none when `at` is 0.
     cFaultBackend(cDBBackend* inner, eOp op, uint64_t at) : mInner(inner), mOp(op), mAt(at) {}
 
     eDBEngine Engine() const override { return mInner->Engine(); }
@@ -37,9 +39,13 @@ public:
     }
 
     uint64_t mCalls[OP_COUNT] = {};
+    std::function<void(eOp)> mBefore;  // runs before each call, when set
 
 private:
     bool Fails(eOp op) {
+        if (mBefore) {
+            mBefore(op);
+        }
         mInjected = ++mCalls[op] == mAt && op == mOp && mArmed;
         if (mInjected) {
             mError = Name() + ": injected fault";

@@ -5,7 +5,6 @@
 // creates.
 #pragma once
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <libpq-fe.h>
@@ -20,7 +19,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,20 +30,16 @@ public:
     static std::string FindBinaries() {
         std::string best;
         int bestVersion = -1;
-        DIR* dir = opendir("/usr/lib/postgresql");
-        if (dir == nullptr) {
-            return best;
-        }
-        while (dirent* entry = readdir(dir)) {
-            const int version = atoi(entry->d_name);
-            const std::string bin = std::string("/usr/lib/postgresql/") + entry->d_name + "/bin";
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/postgresql", ignored)) {
+            const int version = atoi(entry.path().filename().c_str());
+            const std::string bin = entry.path().string() + "/bin";
             if (version > bestVersion && access((bin + "/initdb").c_str(), X_OK) == 0 &&
                 access((bin + "/postgres").c_str(), X_OK) == 0) {
                 best = bin;
                 bestVersion = version;
             }
         }
-        closedir(dir);
         return best;
     }
 
@@ -73,9 +68,9 @@ public:
                 return Fail("cannot give " + mDir + " to the postgres account");
             }
         }
-        if (Run({mBin + "/initdb", "-D", mDir + "/data", "-U", "palvorin", "-A", "trust", "-E", "UTF8",
-                 "--locale=C", "--no-sync", "--no-instructions"},
-                60) != 0) {
+        const pid_t initdb = Spawn({mBin + "/initdb", "-D", mDir + "/data", "-U", "palvorin", "-A", "trust",
+                                    "-E", "UTF8", "--locale=C", "--no-sync", "--no-instructions"});
+        if (initdb < 0 || Reap(initdb, 60) != 0) {
             return Fail("initdb failed: " + Log());
         }
         std::vector<std::string> command = {mBin + "/postgres",  "-D", mDir + "/data",      "-k", mDir, "-c",
@@ -107,10 +102,7 @@ public:
     void Stop() {
         if (mServer > 0) {
             kill(mServer, SIGINT);
-            if (!WaitBounded(mServer, 20)) {
-                kill(mServer, SIGKILL);
-                waitpid(mServer, nullptr, 0);
-            }
+            Reap(mServer, 20);
             mServer = -1;
         }
         if (!mDir.empty()) {
@@ -139,7 +131,6 @@ public:
     }
 
     const std::string& Error() const { return mError; }
-    const std::string& Directory() const { return mDir; }
 
 private:
     bool Fail(const std::string& error) {
@@ -149,9 +140,7 @@ private:
 
     std::string Log() const {
         std::ifstream in(mDir + "/log");
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
     // Starts `command` as the server's account, its output appended to the log; it gets SIGQUIT (postgres:
@@ -186,32 +175,17 @@ private:
         _exit(127);
     }
 
-    static bool WaitBounded(pid_t child, int seconds, int* status = nullptr) {
+    // Waits up to `seconds` for `child` to end, else kills it; its exit status, or -1.
+    static int Reap(pid_t child, int seconds) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-        while (std::chrono::steady_clock::now() < deadline) {
-            int got = 0;
-            if (waitpid(child, &got, WNOHANG) == child) {
-                if (status != nullptr) {
-                    *status = got;
-                }
-                return true;
+        int status = 0;
+        while (waitpid(child, &status, WNOHANG) != child) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                kill(child, SIGKILL);
+                waitpid(child, nullptr, 0);
+                return -1;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
-    }
-
-    // Runs `command` to its end within `seconds`; its exit status, or -1.
-    int Run(const std::vector<std::string>& command, int seconds) {
-        const pid_t child = Spawn(command);
-        int status = 0;
-        if (child < 0) {
-            return -1;
-        }
-        if (!WaitBounded(child, seconds, &status)) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-            return -1;
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }

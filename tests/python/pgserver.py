@@ -39,6 +39,16 @@ def find_binaries():
     return max(found)[1] if found else None
 
 
+def _reap(process, timeout):
+    """The exit status of `process` once it ends within `timeout` seconds; else it is killed (None)."""
+    try:
+        return process.wait(timeout=timeout)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+        return None
+
+
 class PostgresServer:
     """Start() makes the cluster and starts the server (raises RuntimeError when it cannot); stop()
     ends it (fast shutdown, bounded in time) and removes the directory. A context manager."""
@@ -93,14 +103,7 @@ class PostgresServer:
             data = os.path.join(self.directory, "data")
             options = ["-U", "palvorin", "-A", "trust", "-E", "UTF8", "--locale=C", "--no-sync",
                        "--no-instructions"]
-            initdb = self._spawn([os.path.join(self.bin, "initdb"), "-D", data, *options], log)
-            try:
-                failed = initdb.wait(timeout=60) != 0
-            except subprocess.TimeoutExpired:
-                initdb.kill()
-                initdb.wait()
-                failed = True
-            if failed:
+            if _reap(self._spawn([os.path.join(self.bin, "initdb"), "-D", data, *options], log), 60) != 0:
                 raise RuntimeError("initdb failed: " + self._log())
             command = [os.path.join(self.bin, "postgres"), "-D", os.path.join(self.directory, "data"),
                        "-k", self.directory, "-c", "listen_addresses=", "-c", "max_connections=40",
@@ -144,11 +147,7 @@ class PostgresServer:
         if self.process is not None:
             if self.process.poll() is None:
                 self.process.send_signal(signal.SIGINT)
-                try:
-                    self.process.wait(timeout=20)
-                except subprocess.TimeoutExpired:
-                    self.process.kill()
-                    self.process.wait()
+                _reap(self.process, 20)
             self.process = None
         if self.directory is not None:
             shutil.rmtree(self.directory, ignore_errors=True)

@@ -29,6 +29,18 @@ def tool(*args, timeout=60):
     return done.stdout
 
 
+def read_file(path):
+    with open(path, "rb") as source:
+        return source.read()
+
+
+def write_file(path, data):
+    """Writes `data` (bytes) into the file at `path`; the path."""
+    with open(path, "wb") as out:
+        out.write(data)
+    return path
+
+
 class TempDir:
     """A temporary directory removed with everything in it (a context manager, or close())."""
 
@@ -37,6 +49,10 @@ class TempDir:
 
     def file(self, name):
         return os.path.join(self.path, name)
+
+    def write(self, name, data):
+        """A file of the directory holding `data` (bytes); its path."""
+        return write_file(self.file(name), data)
 
     def close(self):
         shutil.rmtree(self.path, ignore_errors=True)

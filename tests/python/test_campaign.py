@@ -16,7 +16,7 @@ import unittest
 
 import palvorin
 from pgserver import PostgresServer, find_binaries
-from support import PYTHON, STREAM_A, STREAM_B, TempDir, need_tool, tool
+from support import PYTHON, STREAM_A, STREAM_B, TempDir, read_file, tool, write_file
 
 FLAG = b"\x7e"  # flags between frames delimit empty frames: a copy with more of them decodes the same
 
@@ -48,8 +48,7 @@ class Campaign(unittest.TestCase):
         cls.temp = TempDir()
         cls.files = cls.temp.file("phones")
         cls.kinds = {}  # path -> "a.raw", "a.isf", "b.raw", "b.isf"
-        with open(STREAM_A, "rb") as a, open(STREAM_B, "rb") as b:
-            streams = {"a": a.read(), "b": b.read()}
+        streams = {"a": read_file(STREAM_A), "b": read_file(STREAM_B)}
         # 20 of capture A and 180 of capture B, half raw, half recorded; in two phones' directories.
         plan = [("a", 10, "raw"), ("a", 10, "isf"), ("b", 90, "raw"), ("b", 90, "isf")]
         number = 0
@@ -59,8 +58,7 @@ class Campaign(unittest.TestCase):
                 directory = os.path.join(cls.files, f"phone{number % 2 + 1}", capture)
                 os.makedirs(directory, exist_ok=True)
                 raw = os.path.join(directory, f"{number:03d}.log")
-                with open(raw, "wb") as out:
-                    out.write(streams[capture] + FLAG * number)
+                write_file(raw, streams[capture] + FLAG * number)
                 path = raw
                 if kind == "isf":
                     path = raw[:-4] + ".dat"
@@ -72,13 +70,9 @@ class Campaign(unittest.TestCase):
         cls.duplicate = os.path.join(cls.files, "phone2", "copy.log")
         shutil.copyfile(first, cls.duplicate)
         # A recording cut in half, and a note: the first fails, the second is no capture.
-        with open(next(p for p, k in cls.kinds.items() if k == "a.isf"), "rb") as isf:
-            data = isf.read()
-        cls.damaged = os.path.join(cls.files, "phone1", "cut.dat")
-        with open(cls.damaged, "wb") as out:
-            out.write(data[:len(data) // 2])
-        with open(os.path.join(cls.files, "phone2", "notes.txt"), "w") as out:
-            out.write("drive test, route 7\n")
+        data = read_file(next(p for p, k in cls.kinds.items() if k == "a.isf"))
+        cls.damaged = write_file(os.path.join(cls.files, "phone1", "cut.dat"), data[:len(data) // 2])
+        write_file(os.path.join(cls.files, "phone2", "notes.txt"), b"drive test, route 7\n")
         cls.expected = cls.tool_counts() if os.environ.get("PALVORIN_TOOL") else None
 
     @classmethod
@@ -131,7 +125,7 @@ class Campaign(unittest.TestCase):
         self.assertEqual(status, 1, out + err)
         self.assertEqual(summary(out), {"added": 0, "already present": 201, "failed": 1, "ignored": 1}, out)
         self.assertEqual(self.rows_by_path(target), first)
-        self.assertEqual(self.count_messages(target), 20 * 4852 + 180 * 18)
+        self.assertEqual(int(self.query(target, "SELECT count(*) FROM messages")[0][0]), 20 * 4852 + 180 * 18)
 
     def test_sqlite(self):
         target = self.temp.file("campaign.sqlite")
@@ -150,9 +144,6 @@ class Campaign(unittest.TestCase):
                            for table in ("messages", "measurements", "cells", "events"))
         sql = f"SELECT f.path, f.messages_rows, {stored} FROM files f"
         return {row[0]: tuple(int(value) for value in row[1:]) for row in self.query(target, sql)}
-
-    def count_messages(self, target):
-        return int(self.query(target, "SELECT count(*) FROM messages")[0][0])
 
     def query(self, target, sql):
         if target.startswith("postgresql://"):
@@ -257,9 +248,7 @@ class HandOff(unittest.TestCase):
                 self.assertEqual(os.listdir(handoff), [])
             with sqlite3.connect(temp.file("campaign.sqlite")) as connection:
                 self.assertEqual(connection.execute("SELECT count(*) FROM messages").fetchone()[0], 18)
-            damaged = temp.file("cut.log")
-            with open(damaged, "wb") as out:
-                out.write(b"not a capture")
+            damaged = temp.write("cut.log", b"not a capture")
             result, data = tasks.add_to_sqlite_copy(damaged, True, frozenset(), handoff)
             self.assertEqual((result.status, data), ("file_failed", None))
             self.assertEqual(os.listdir(handoff), [])

@@ -1,50 +1,30 @@
-"""The campaign database from Python, into SQLite and into a real PostgreSQL server this module starts in a
-temporary directory: the real captures whole and once, raw streams as their recordings, bad files and
-refusing databases leaving nothing behind, and the worker databases a campaign merges."""
+"""The campaign database from Python: the real captures whole and once, raw streams as their recordings,
+bad files and refusing databases leaving nothing behind, and the worker databases a campaign merges. Into
+SQLite: the writer below the binding is the same for both engines, and is tried on both by the C++ tests
+(tests/db); the campaign's tests take the package to a real PostgreSQL server."""
 
 import os
 import sqlite3
 import unittest
 
 import palvorin
-from pgserver import PostgresServer, find_binaries
-from support import STREAM_A, STREAM_B, PrivateTemp
-
-SERVER = None
+from support import STREAM_A, STREAM_B, PrivateTemp, read_file
 
 
 def setUpModule():
-    global SERVER
     if not hasattr(palvorin, "Database"):
         raise unittest.SkipTest("the package is built without the campaign database (db/)")
-    if find_binaries() is None:
-        return
-    SERVER = PostgresServer()
-    SERVER.start()
 
 
-def tearDownModule():
-    if SERVER is not None:
-        SERVER.stop()
-
-
-class Engine:
-    """The cases, on the engine a subclass names."""
-
+class SQLite(unittest.TestCase):
     def setUp(self):
         self.temp = PrivateTemp()
         self.addCleanup(self.temp.close)
         self.isf_a = self.temp.file("a.isf")
         palvorin.record(STREAM_A, self.isf_a)
-        self.target = self.new_target("campaign")
+        self.target = self.temp.file("campaign.sqlite")
         self.db = palvorin.Database(self.target)
         self.addCleanup(self.db.close)
-
-    def write(self, name, data):
-        path = self.temp.file(name)
-        with open(path, "wb") as out:
-            out.write(data)
-        return path
 
     def test_a_capture_goes_in_whole_and_once(self):
         first = self.db.add(self.isf_a)
@@ -68,14 +48,13 @@ class Engine:
         self.assertEqual(self.query("SELECT count(*) FROM messages WHERE subscription = 1"), [[18]])
 
     def test_bad_files_leave_nothing_behind(self):
-        with open(self.isf_a, "rb") as source:
-            isf = source.read()
+        isf = read_file(self.isf_a)
         cases = [
             (self.temp.file("missing.isf"), "No such file"),
-            (self.write("empty.isf", b""), "empty"),
-            (self.write("random.bin", bytes(range(256)) * 400), "neither"),
-            (self.write("half.isf", isf[:len(isf) // 2]), "damaged"),
-            (self.write("header.isf", isf[:100]), "not a readable item store file"),
+            (self.temp.write("empty.isf", b""), "empty"),
+            (self.temp.write("random.bin", bytes(range(256)) * 400), "neither"),
+            (self.temp.write("half.isf", isf[:len(isf) // 2]), "damaged"),
+            (self.temp.write("header.isf", isf[:100]), "not a readable item store file"),
         ]
         for path, reason in cases:
             with self.subTest(os.path.basename(path)):
@@ -101,11 +80,6 @@ class Engine:
             self.db.add_database(self.isf_a)
         self.assertEqual(raised.exception.status, "database_failed")
 
-
-class SQLite(Engine, unittest.TestCase):
-    def new_target(self, name):
-        return self.temp.file(name + ".sqlite")
-
     def query(self, sql):
         with sqlite3.connect(self.target) as connection:
             return [list(row) for row in connection.execute(sql)]
@@ -117,28 +91,6 @@ class SQLite(Engine, unittest.TestCase):
                     palvorin.Database(target)
                 error = raised.exception
                 self.assertEqual((error.status, error.path), ("database_failed", target))
-
-
-@unittest.skipIf(find_binaries() is None, "no PostgreSQL server installed")
-class PostgreSQL(Engine, unittest.TestCase):
-    count = 0
-
-    def new_target(self, name):
-        PostgreSQL.count += 1
-        return SERVER.create_database(f"{name}{PostgreSQL.count}")
-
-    def query(self, sql):
-        database = self.target.split("?")[0].rsplit("/", 1)[1]
-        rows = SERVER.psql(database, sql)
-        return [[int(value) if value.isdigit() else value for value in row] for row in rows]
-
-    def test_a_server_that_refuses(self):
-        # No server listens on that socket directory: refused at once, with the reason.
-        target = f"postgresql:///campaign?host={self.temp.path}&user=palvorin"
-        with self.assertRaises(palvorin.Error) as raised:
-            palvorin.Database(target)
-        self.assertEqual(raised.exception.status, "database_failed")
-        self.assertIn(self.temp.path, str(raised.exception))
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ import subprocess
 import unittest
 
 import palvorin
-from support import PYTHON, STREAM_A, STREAM_B, PrivateTemp
+from support import PYTHON, STREAM_A, STREAM_B, PrivateTemp, read_file
 
 
 class BadFiles(unittest.TestCase):
@@ -19,12 +19,6 @@ class BadFiles(unittest.TestCase):
         self.addCleanup(self.temp.close)
         self.isf = self.temp.file("a.isf")
         palvorin.record(STREAM_A, self.isf)
-
-    def write(self, name, data):
-        path = self.temp.file(name)
-        with open(path, "wb") as out:
-            out.write(data)
-        return path
 
     def assert_error(self, status, path, call, text):
         with self.assertRaises(palvorin.Error) as raised:
@@ -37,17 +31,16 @@ class BadFiles(unittest.TestCase):
         return error
 
     def test_files_that_cannot_be_opened(self):
-        with open(self.isf, "rb") as source:
-            isf = source.read()
+        isf = read_file(self.isf)
         rng = random.Random(18)
         cases = [
             ("missing", self.temp.file("missing.isf"), "cannot_open", "No such file or directory"),
             ("a directory", self.temp.path, "cannot_open", "Is a directory"),
-            ("empty", self.write("empty.isf", b""), "empty", "empty"),
-            ("random bytes", self.write("random.bin", bytes(rng.randrange(256) for _ in range(100000))),
+            ("empty", self.temp.write("empty.isf", b""), "empty", "empty"),
+            ("random bytes", self.temp.write("random.bin", bytes(rng.randrange(256) for _ in range(100000))),
              "not_a_capture", "neither an item store file nor a raw diagnostic stream"),
-            ("text", self.write("notes.isf", b"not a capture\n" * 100), "not_a_capture", "neither"),
-            ("three bytes of the magic", self.write("short.isf", isf[:3]), "not_a_capture", "neither"),
+            ("text", self.temp.write("notes.isf", b"not a capture\n" * 100), "not_a_capture", "neither"),
+            ("three bytes of the magic", self.temp.write("short.isf", isf[:3]), "not_a_capture", "neither"),
         ]
         for case, path, status, text in cases:
             with self.subTest(case):
@@ -55,14 +48,13 @@ class BadFiles(unittest.TestCase):
         self.assertEqual(self.temp.isf_files(), ["a.isf", "empty.isf", "notes.isf", "short.isf"])
 
     def test_truncated_isf_files(self):
-        with open(self.isf, "rb") as source:
-            isf = source.read()
+        isf = read_file(self.isf)
         # Cut inside the first index block: no item can be read.
-        header = self.write("header.isf", isf[:100])
+        header = self.temp.write("header.isf", isf[:100])
         with palvorin.open(header) as capture:
             self.assert_error("unreadable", header, capture.messages, "not a readable item store file")
         # Cut half-way: records past the end. Damaged, unless asked to read what is left.
-        half = self.write("half.isf", isf[:len(isf) // 2])
+        half = self.temp.write("half.isf", isf[:len(isf) // 2])
         with palvorin.open(half) as capture:
             self.assert_error("damaged", half, capture.messages, "allow_damaged")
             self.assert_error("damaged", half, capture.summary, "inconsistencies")
@@ -72,14 +64,14 @@ class BadFiles(unittest.TestCase):
             self.assertLess(len(messages), 4852)
             self.assertGreater(capture.summary()["problems"], 0)
         # Without its table and trailer (a writer that stopped without closing) it is whole.
-        unclosed = self.write("unclosed.isf", isf[:-32])
+        unclosed = self.temp.write("unclosed.isf", isf[:-32])
         with palvorin.open(unclosed) as capture:
             self.assertEqual(len(capture.messages()), 4852)
             self.assertEqual(capture.summary()["problems"], 0)
 
     def test_the_error_survives_pickling(self):
         # Campaign workers send errors to the client process.
-        empty = self.write("e", b"")
+        empty = self.temp.write("e", b"")
         error = self.assert_error("empty", empty, lambda: palvorin.open(empty), "")
         copy = pickle.loads(pickle.dumps(error))
         self.assertEqual((copy.status, copy.path, str(copy)), (error.status, error.path, str(error)))
@@ -107,12 +99,9 @@ class LibraryLog(unittest.TestCase):
 
     def test_lines_only_when_asked(self):
         with PrivateTemp() as temp:
-            damaged = temp.file("damaged.bin")
-            with open(STREAM_B, "rb") as stream:
-                data = bytearray(stream.read())
+            data = bytearray(read_file(STREAM_B))
             data[100] ^= 0xFF  # a bit error inside the first frames: one fails its check
-            with open(damaged, "wb") as out:
-                out.write(data)
+            damaged = temp.write("damaged.bin", data)
             script = ("import sys, palvorin\n"
                       "palvorin.library_log(sys.argv[2] == 'show')\n"
                       "with palvorin.open(sys.argv[1]) as capture:\n"
@@ -153,11 +142,8 @@ class TemporaryRecording(unittest.TestCase):
 
     def test_none_left_by_a_stream_without_frames(self):
         # Flags alone delimit no frame: not a raw stream, and nothing recorded.
-        path = self.temp.file("flags.bin")
-        with open(path, "wb") as out:
-            out.write(b"\x7e" * 1000)
         with self.assertRaises(palvorin.Error) as raised:
-            palvorin.open(path)
+            palvorin.open(self.temp.write("flags.bin", b"\x7e" * 1000))
         self.assertEqual(raised.exception.status, "not_a_capture")
         self.assertEqual(self.temp.isf_files(), [])
 

@@ -74,10 +74,7 @@ class CaptureA(unittest.TestCase):
     def test_messages_are_the_ones_tshark_decodes(self):
         messages = self.tables["messages"]
         self.assertEqual(len(messages), 4852)
-        channel = messages["channel"].astype(str)
-        for prefix, count in [("LTE RRC", 4343), ("LTE NAS", 95), ("GSM RR", 378), ("UMTS NAS", 27),
-                              ("GPRS", 9)]:
-            self.assertEqual(int(channel.str.startswith(prefix).sum()), count, prefix)
+        # LTE RRC and NAS, GSM RR and GPRS, UMTS NAS (each channel's count: the tool's export below).
         self.assertEqual(messages["technology"].value_counts().to_dict(),
                          {"lte": 4438, "gsm": 387, "wcdma": 27})
         # A single-SIM phone names no subscription.
@@ -171,10 +168,8 @@ class Measurements(unittest.TestCase):
 
     def measurements(self, name):
         with PrivateTemp() as temp:
-            path = temp.file("stream.bin")
             packets = hex_packets(name)
-            with open(path, "wb") as out:
-                out.write(raw_stream(packets))
+            path = temp.write("stream.bin", raw_stream(packets))
             with palvorin.open(path) as capture:
                 self.assertEqual(capture.recording.frames, len(packets))
                 measurements = capture.measurements()

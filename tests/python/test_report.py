@@ -18,7 +18,7 @@ import unittest
 
 import palvorin
 import palvorin.overview
-from support import DATA, TOOL, TempDir, hex_packets, need_tool, raw_stream
+from support import DATA, TOOL, TempDir, hex_packets, need_tool, raw_stream, read_file, write_file
 
 DUAL_SIM = os.path.join(DATA, "dualsim_5g_20201116_195935.bin")
 CHROMIUM = shutil.which("chromium")
@@ -37,9 +37,12 @@ needs_timeline = unittest.skipUnless(has_timeline(), "the tool of this build has
 
 def write_stream(hex_file, path, copies=1):
     """The log packets of a hex-lines file of tests/data written as a raw diagnostic stream."""
-    with open(path, "wb") as out:
-        out.write(raw_stream(hex_packets(hex_file)) * copies)
-    return path
+    return write_file(path, raw_stream(hex_packets(hex_file)) * copies)
+
+
+def read(path):
+    with open(path, encoding="utf-8") as text:
+        return text.read()
 
 
 def report(*arguments, timeout=180):
@@ -57,13 +60,11 @@ class Page(html.parser.HTMLParser):
         self.tags = []  # (tag, attributes)
         self.styles = []
         self.tables = []  # (section id, table name, header, rows)
-        self.more = []  # (section id, text of a "… and K more" line)
         self._section = None
         self._table = None
         self._row = None
         self._cell = None
         self._style = False
-        self._more = None
         self.feed(text)
         self.svgs = re.findall(r"<svg\b.*?</svg>", text, flags=re.S)
 
@@ -81,8 +82,6 @@ class Page(html.parser.HTMLParser):
         elif tag == "style":
             self._style = True
             self.styles.append("")
-        elif tag == "p" and attributes.get("class") == "more":
-            self._more = ""
 
     def handle_endtag(self, tag):
         if tag in ("td", "th") and self._cell is not None:
@@ -98,17 +97,12 @@ class Page(html.parser.HTMLParser):
             self._table = None
         elif tag == "style":
             self._style = False
-        elif tag == "p" and self._more is not None:
-            self.more.append((self._section, self._more.strip()))
-            self._more = None
 
     def handle_data(self, data):
         if self._cell is not None:
             self._cell += data
         if self._style:
             self.styles[-1] += data
-        if self._more is not None:
-            self._more += data
 
     def table(self, section, name):
         found = [(header, rows) for s, n, header, rows in self.tables if s == section and n == name]
@@ -166,8 +160,7 @@ class Reports(unittest.TestCase):
         cls.files = [cls.dual_sim, cls.meas, cls.bler]
         cls.page_path = cls.temp.file("report.html")
         cls.status, cls.stderr = report(*cls.files, "-o", cls.page_path)
-        with open(cls.page_path, encoding="utf-8") as page:
-            cls.text = page.read()
+        cls.text = read(cls.page_path)
         cls.page = Page(cls.text)
         # Each capture recorded once into an item store file, for the tables `palvorin` prints of it.
         cls.isfs = {}
@@ -338,15 +331,12 @@ class Failures(unittest.TestCase):
 class BadInput(unittest.TestCase):
     def test_an_unreadable_file_gets_a_section_that_says_why(self):
         with TempDir() as temp:
-            not_a_capture = temp.file("notes.txt")
-            with open(not_a_capture, "w") as out:
-                out.write("not a capture\n" * 20)
+            not_a_capture = temp.write("notes.txt", b"not a capture\n" * 20)
             page = temp.file("page.html")
             status, stderr = report(DUAL_SIM, not_a_capture, temp.file("missing.isf"), "-o", page)
             self.assertEqual(status, 0, stderr)
             self.assertIn("1 of 3 files read", stderr)
-            with open(page, encoding="utf-8") as text:
-                content = text.read()
+            content = read(page)
             sections = content.split('<section class="file"')
             self.assertIn("could not be read", sections[2])
             self.assertIn("neither an item store file nor a raw diagnostic stream", sections[2])
@@ -355,8 +345,7 @@ class BadInput(unittest.TestCase):
 
             status, stderr = report(not_a_capture, "-o", page)
             self.assertNotEqual(status, 0)
-            with open(page, encoding="utf-8") as text:
-                self.assertIn("could not be read", text.read())
+            self.assertIn("could not be read", read(page))
 
     def test_a_page_that_cannot_be_written_is_said_in_one_line_and_an_old_page_is_kept(self):
         with TempDir() as temp:
@@ -377,14 +366,11 @@ class BadInput(unittest.TestCase):
         with TempDir() as temp:
             isf = temp.file("whole.isf")
             palvorin.record(DUAL_SIM, isf)
-            cut = temp.file("cut.isf")
-            with open(isf, "rb") as whole, open(cut, "wb") as out:
-                out.write(whole.read()[: os.path.getsize(isf) // 2])
+            cut = temp.write("cut.isf", read_file(isf)[: os.path.getsize(isf) // 2])
             page = temp.file("page.html")
             status, stderr = report(cut, "-o", page)
             self.assertEqual(status, 0, stderr)
-            with open(page, encoding="utf-8") as text:
-                content = text.read()
+            content = read(page)
             self.assertIn("inconsistencies (palvorin verify lists them)", content)
             self.assertIn('id="f1-t-cells-0"', content)
 
@@ -394,8 +380,7 @@ class BadInput(unittest.TestCase):
             page = temp.file("page.html")
             status, stderr = report(os.path.join(DATA, "raw_diag_stream_b.bin"), "-o", page)
             self.assertEqual(status, 0, stderr)
-            with open(page, encoding="utf-8") as text:
-                content = text.read()
+            content = read(page)
             self.assertIn("No radio measurements", content)
             self.assertIn("No serving-cell information", content)
             self.assertNotIn("<svg", content)
