@@ -30,11 +30,17 @@ class CampaignInterrupt(unittest.TestCase):
                 # As from a terminal: a background job of a shell may have been started ignoring it.
                 preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
             try:
-                # The first progress line: the cluster is up and files are going in.
-                first = process.stderr.readline()
-                self.assertIn("/200", first)
+                # The first progress line: the cluster is up and files are going in (Dask may warn
+                # before it, of a port another cluster on the machine holds, say).
+                before = ""
+                for line in process.stderr:
+                    before += line
+                    if "/200" in line:
+                        break
+                self.assertIn("/200", before)
                 os.killpg(process.pid, signal.SIGINT)
                 _, err = process.communicate(timeout=60)
+                err = before + err
                 self.assertEqual(process.returncode, 130, err)
                 self.assertIn("interrupted; the files added so far are in the database whole", err)
                 self.assertNotIn("Traceback", err)
