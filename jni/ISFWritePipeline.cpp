@@ -109,8 +109,14 @@ unsigned int cISFStore::InternalWriteItem(sSharedBuffer* item, FILETIME time, un
     if (status != ISF_STATUS_OK) {
         return status;
     }
-    status = WriteFile(block.mOffset + static_cast<uint64_t>(mItemsInBlock) * ISF_ENTRY_SIZE, entry.mEntry,
-                       ISF_ENTRY_SIZE);
+    // The entry's length last and by itself: a writer killed in the middle of the entry leaves it without
+    // a length, which a reader takes for an entry never written (the item's write had not returned).
+    const uint64_t entryAt = block.mOffset + static_cast<uint64_t>(mItemsInBlock) * ISF_ENTRY_SIZE;
+    status = WriteFile(entryAt, entry.mEntry, ISF_ENTRY_LENGTH);
+    if (status == ISF_STATUS_OK) {
+        status = WriteFile(entryAt + ISF_ENTRY_LENGTH, entry.mEntry + ISF_ENTRY_LENGTH,
+                           ISF_ENTRY_SIZE - ISF_ENTRY_LENGTH);
+    }
     if (status != ISF_STATUS_OK) {
         return status;
     }

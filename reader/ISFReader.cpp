@@ -70,6 +70,9 @@ public:
         }
         if (ReadBlocks()) {
             ReadEnd();
+            if (mCutShortEntry != 0 && mSummary.mClosed) {
+                Problem(mCutShortEntry, "entry %u has length 0", mCutShortSlot);
+            }
         }
         return mSummary;
     }
@@ -181,6 +184,15 @@ private:
                 continue;
             }
             if (length == 0) {
+                // The writer writes an entry's length last: the last entry of the last block with no length
+                // is a write a killed writer left cut short (its item's write had not returned). A problem
+                // only when the file turns out to be closed, or something is in use after it.
+                if (block.mNext == 0 && mCutShortEntry == 0) {
+                    mCutShortEntry = at;
+                    mCutShortSlot = slot;
+                    unused = true;
+                    continue;
+                }
                 Problem(at, "entry %u has length 0", slot);
                 continue;
             }
@@ -319,6 +331,8 @@ private:
     sISFSummary mSummary;
     uint64_t mDataEnd = ISF_HEADER_SIZE;  // end of the last block or record read
     uint64_t mLastBlock = 0;              // offset of the last block read
+    uint64_t mCutShortEntry = 0;          // offset of a last entry without its length, or 0
+    uint32_t mCutShortSlot = 0;
 };
 
 }  // namespace

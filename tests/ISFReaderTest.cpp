@@ -50,6 +50,7 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
     // other bytes there.
     const uint64_t kFine = ~0ULL;
     const uint64_t kDirtyTail = ~1ULL;
+    const uint64_t kCutShort = ~2ULL;  // as kDirtyTail (the newest record is there), without its item
     struct {
         const char* mName;
         std::function<void(Bytes&)> mDamage;
@@ -69,6 +70,20 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         {"table cut short", [&](Bytes& b) { b.erase(b.end() - 17); }, tableStart},
         // The newest entry pointing past the end: its record was written before it.
         {"last record cut", [&](Bytes& b) { b.resize(tableStart - 1); }, 4 + 7 * (items - 1)},
+        // A writer killed while writing its newest entry, whose length goes last: an entry of length 0 in an
+        // unclosed file is one never finished; with an entry in use after it, it is damage.
+        {"unclosed, newest entry without its length",
+         [&](Bytes& b) {
+             b.resize(tableStart);
+             PutLE(b.data() + 4 + 7 * (items - 1) + 5, 0, 2);
+         },
+         kCutShort},
+        {"unclosed, entry without its length before one in use",
+         [&](Bytes& b) {
+             b.resize(tableStart);
+             PutLE(b.data() + 4 + 7 * (items - 2) + 5, 0, 2);
+         },
+         4 + 7 * (items - 1)},
         {"no table and trailer", [&](Bytes& b) { b.resize(tableStart); }, kFine},
         // What a writer that grows its file in zero-filled steps leaves when it is killed.
         {"zeros behind the last record",
@@ -129,9 +144,10 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         }
         EXPECT_EQ(summary.mClosed, file.mClosed) << c.mName;
         EXPECT_EQ(summary.mUnindexedZero, file.mUnindexedZero) << c.mName;
-        if (c.mOffset == kFine || c.mOffset == kDirtyTail) {
+        if (c.mOffset == kFine || c.mOffset == kDirtyTail || c.mOffset == kCutShort) {
             EXPECT_TRUE(file.Consistent() && !file.mClosed) << c.mName << "\n" << Problems(file);
-            EXPECT_EQ(file.mItems.size(), damaged.size() > 1000 ? items : 0u) << c.mName;
+            EXPECT_EQ(file.mItems.size(), damaged.size() > 1000 ? items - (c.mOffset == kCutShort) : 0u)
+                << c.mName;
             EXPECT_EQ(file.mUnindexedZero, c.mOffset == kFine) << c.mName;
             continue;
         }
