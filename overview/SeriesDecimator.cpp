@@ -51,7 +51,10 @@ bool cSeriesDecimator::Add(size_t series, int64_t timeMs, double value) {
     const int64_t span = static_cast<int64_t>(mBuckets);
     int64_t origin = mOrigin;
     int64_t width = mWidth;
-    while (timeMs < origin || (timeMs - origin) / width >= span) {
+    // The distance to a time far right of an origin moved far left may pass int64's range: taken unsigned.
+    while (timeMs < origin ||
+           (static_cast<uint64_t>(timeMs) - static_cast<uint64_t>(origin)) / static_cast<uint64_t>(width) >=
+               static_cast<uint64_t>(span)) {
         if (width >= kMaxWidthMs) {
             return false;
         }
