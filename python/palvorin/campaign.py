@@ -278,8 +278,11 @@ def start_dask(args):
     # ignores it as well.
     previous = signal.signal(signal.SIGINT, signal.SIG_IGN)
     try:
+        # No dashboard; the scheduler's own HTTP endpoint on a free port of this host only, so that a
+        # second campaign (or another cluster) holding the default port is no cause for a warning.
         cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
-                               dashboard_address=None, silence_logs=logging.ERROR)
+                               dashboard_address=None, scheduler_kwargs={"dashboard_address": "127.0.0.1:0"},
+                               silence_logs=logging.ERROR)
     finally:
         signal.signal(signal.SIGINT, previous)
     return Client(cluster), cluster
@@ -346,13 +349,17 @@ def run(args):
             cluster.close()
         database.close()
         stack.close()
-    workers = "the scheduler's workers" if args.scheduler else f"{args.workers} workers"
+    workers = "the scheduler's workers" if args.scheduler else plural(args.workers, "worker")
     report(args.db, len(files), outcome, time.monotonic() - start, workers)
     return 1 if outcome.failed else 0
 
 
+def plural(count, noun):
+    return f"{count} {noun}" if count == 1 else f"{count} {noun}s"
+
+
 def report(target, total, outcome, seconds, workers):
-    print(f"campaign into {target}: {total} files in {seconds:.1f} s with {workers}")
+    print(f"campaign into {target}: {plural(total, 'file')} in {seconds:.1f} s with {workers}")
     rows = ", ".join(f"{table} {count}" for table, count in outcome.rows.items() if table != "items")
     print(f"  added            {len(outcome.added)}" + (f" (rows: {rows})" if outcome.added else ""))
     print(f"  already present  {len(outcome.present)}")
