@@ -3,7 +3,8 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+
+#include "Shared/LogLine.h"
 
 namespace {
 
@@ -20,13 +21,11 @@ extern "C" __attribute__((visibility("default"))) int __android_log_print(int /*
     if (!gShow.load(std::memory_order_relaxed)) {
         return 0;
     }
-    char text[1024];
+    char prefix[256];
+    snprintf(prefix, sizeof prefix, "%s: ", tag != nullptr ? tag : "");
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
+    PrintLogLine(prefix, format, args);
     va_end(args);
-    const size_t length = strlen(text);
-    fprintf(stderr, "%s: %s%s", tag != nullptr ? tag : "", text,
-            length != 0 && text[length - 1] == '\n' ? "" : "\n");
     return 1;
 }
