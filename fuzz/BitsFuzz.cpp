@@ -3,11 +3,11 @@
 // call must not move the position.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 #include "bits/BitPacker.h"
 #include "bits/BitParser.h"
+#include "fuzz/FuzzSupport.h"
 
 namespace {
 
@@ -45,9 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const bool write = op & 0x80;
         const unsigned int status = kAccess[op & 7](reader, writer, write, width, value);
         const unsigned int moved = (write ? writer.mBitPos : reader.mBitPos) - position;
-        if (moved != (status == BITS_SUCCESS ? width : 0) || writer.mBitsUsed > bits) {
-            abort();
-        }
+        FailIf(moved != (status == BITS_SUCCESS ? width : 0) || writer.mBitsUsed > bits);
     }
     return 0;
 }

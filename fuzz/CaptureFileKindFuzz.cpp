@@ -3,8 +3,8 @@
 // its check.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
+#include "fuzz/FuzzSupport.h"
 #include "jni/ISFFormat.h"
 #include "stream/CaptureFileKind.h"
 
@@ -12,10 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool magic = size >= ISF_HEADER_SIZE && GetLE(data, ISF_HEADER_SIZE) == ISF_HEADER_MAGIC;
     for (bool whole : {true, false}) {
         const eCaptureFileKind kind = CaptureKindOf(data, size, whole);
-        if ((kind == CAPTURE_FILE_ISF) != magic || kind == CAPTURE_FILE_UNREADABLE ||
-            (kind == CAPTURE_FILE_EMPTY) != (size == 0 && whole)) {
-            abort();
-        }
+        FailIf((kind == CAPTURE_FILE_ISF) != magic || kind == CAPTURE_FILE_UNREADABLE ||
+               (kind == CAPTURE_FILE_EMPTY) != (size == 0 && whole));
     }
     return 0;
 }

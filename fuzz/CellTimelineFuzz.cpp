@@ -9,10 +9,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "fuzz/FuzzSupport.h"
 #include "tables/CaptureTables.h"
 #include "tables/TableWriter.h"
 #include "timeline/CellTimeline.h"
@@ -40,9 +40,7 @@ public:
         }
     }
     bool Row(eTable table, const sValue* values) override {
-        if (table >= TABLE_COUNT) {
-            abort();
-        }
+        FailIf(table >= TABLE_COUNT);
         return mWriters[table]->Row(table, values);
     }
     void Finish() {
@@ -59,16 +57,12 @@ private:
 class cCheckingSink : public cTimelineSink {
 public:
     bool Period(const sCellPeriod& period) override {
-        if (period.mFromMs > period.mToMs || CellEntryName(period.mEnteredBy) == nullptr ||
-            RadioTechnologyName(period.mTechnology) == nullptr) {
-            abort();
-        }
+        FailIf(period.mFromMs > period.mToMs || CellEntryName(period.mEnteredBy) == nullptr ||
+               RadioTechnologyName(period.mTechnology) == nullptr);
         return true;
     }
     bool Event(const sTimelineEvent& event) override {
-        if (event.mEvent == nullptr || memchr(event.mDetail, '\0', sizeof event.mDetail) == nullptr) {
-            abort();
-        }
+        FailIf(event.mEvent == nullptr || memchr(event.mDetail, '\0', sizeof event.mDetail) == nullptr);
         return true;
     }
 };
@@ -147,18 +141,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         timeMs += static_cast<int16_t>(data[offset + 3] | (data[offset + 4] << 8));
         offset += 5;
         n = n < size - offset ? n : size - offset;
-        std::unique_ptr<unsigned char[]> piece(new unsigned char[n == 0 ? 1 : n]);
-        memcpy(piece.get(), data + offset, n);
+        const std::unique_ptr<unsigned char[]> piece = ExactCopy(data + offset, n);
         offset += n;
         for (uint8_t channel : kChannels) {
             const sLTERRCReading reading = ReadLTERRC(channel, piece.get(), n);
-            if (reading.mKind > LTE_RRC_SCG_FAILURE_NR) {
-                abort();
-            }
+            FailIf(reading.mKind > LTE_RRC_SCG_FAILURE_NR);
         }
-        if (ReadEMM(piece.get(), n).mKind > EMM_SERVICE_REJECT) {
-            abort();
-        }
+        FailIf(ReadEMM(piece.get(), n).mKind > EMM_SERVICE_REJECT);
         if ((kind & 1) != 0) {
             capture.Item(index++, piece.get(), n, kind >> 3, timeMs, tables);
         } else {

@@ -5,22 +5,19 @@
 #include <cstring>
 
 #include "db/DBTime.h"
+#include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto* text = reinterpret_cast<const char*>(data);
     int64_t ms = 0;
     char formatted[kDBTimeTextSize];
     if (ParseDBTime(text, size, ms)) {
-        if (!FormatDBTime(ms, formatted) || memcmp(formatted, text, kDBTimeTextSize) != 0) {
-            __builtin_trap();
-        }
+        FailIf(!FormatDBTime(ms, formatted) || memcmp(formatted, text, kDBTimeTextSize) != 0);
     }
     if (size >= sizeof(int64_t)) {
         memcpy(&ms, data, sizeof ms);
         int64_t back = 0;
-        if (FormatDBTime(ms, formatted) && (!ParseDBTime(formatted, kDBTimeTextSize, back) || back != ms)) {
-            __builtin_trap();
-        }
+        FailIf(FormatDBTime(ms, formatted) && (!ParseDBTime(formatted, kDBTimeTextSize, back) || back != ms));
     }
     return 0;
 }

@@ -2,7 +2,6 @@
 // every accessor, OTA types included. The bytes are copied into an array of exactly their size, as a native
 // caller may hand over (no zeroed tail), so that any read past the packet fails. A reference a view fails
 // to give back shows up as a leak.
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -11,6 +10,7 @@
 #include "diag/DiagLog.h"
 #include "diag/LogConfig.h"
 #include "diag/SubsystemCmd.h"
+#include "fuzz/FuzzSupport.h"
 
 namespace {
 
@@ -98,9 +98,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const unsigned int length =
         size > MAX_SHARED_BUFFER_SIZE ? MAX_SHARED_BUFFER_SIZE : static_cast<unsigned int>(size);
     for (unsigned int protocol = 0; protocol <= 5; ++protocol) {
-        unsigned char* exact = new unsigned char[length != 0 ? length : 1];
-        std::copy(data, data + length, exact);
-        sSharedBuffer* buffer = new sSharedBuffer(length, exact, protocol);  // adopts `exact`
+        sSharedBuffer* buffer =
+            new sSharedBuffer(length, ExactCopy(data, length).release(), protocol);  // adopts it
         buffer->AddRef();  // held here, so that it outlives the views
         sProtocolBuffer plain(buffer);
         sDiagBuffer(buffer).IsErrorResponse();

@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "ota/OTAExtractor.h"
-#include "tools/palvorin/Export.h"
 #include "stream/ItemClock.h"
+#include "tools/palvorin/Export.h"
 #include "tools/palvorin/ItemInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -35,11 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         const eExportRoute route = BuildExportRecord(message, record);
         const bool carried = BuildGSMTAPPacket(message, gsmtap);
-        if ((route == EXPORT_GSMTAP) != carried || (route == EXPORT_NONE) != record.empty() ||
-            (carried && (record.size() < gsmtap.size() ||
-                         !std::equal(gsmtap.begin(), gsmtap.end(), record.end() - gsmtap.size())))) {
-            abort();
-        }
+        FailIf((route == EXPORT_GSMTAP) != carried || (route == EXPORT_NONE) != record.empty() ||
+               (carried && (record.size() < gsmtap.size() ||
+                            !std::equal(gsmtap.begin(), gsmtap.end(), record.end() - gsmtap.size()))));
     }
     return 0;
 }

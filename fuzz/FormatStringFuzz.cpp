@@ -3,11 +3,11 @@
 // the NUL, or maxLength + 1 bytes) is caught. A refused format past maxLength must list nothing.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "text/Parsing.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -25,8 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     std::vector<char> types;
     const bool accepted = ParseFormatSpecifier(format.get(), maxLength, types);
-    if (strnlen(format.get(), length + terminated) > maxLength && (accepted || !types.empty())) {
-        abort();
-    }
+    FailIf(strnlen(format.get(), length + terminated) > maxLength && (accepted || !types.empty()));
     return 0;
 }

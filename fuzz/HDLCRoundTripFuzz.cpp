@@ -2,10 +2,10 @@
 // array without a guard tail; the first input byte picks the leading flag.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include "Shared/HDLC.h"
+#include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2 || size > MAX_SHARED_BUFFER_SIZE + 1) {
@@ -17,16 +17,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         delete frame;
         return 0;
     }
-    unsigned char* bytes = new unsigned char[frame->mSize];
-    memcpy(bytes, frame->mData, frame->mSize);
-    sSharedBuffer exact(frame->mSize, bytes, 11);
+    sSharedBuffer exact(frame->mSize, ExactCopy(frame->mData, frame->mSize).release(), 11);
     delete frame;
     unsigned int consumed = 0;
     sSharedBuffer* decoded = HDLCDecode(&exact, &consumed);
-    if (decoded == nullptr || decoded->mSize != packet.mSize ||
-        memcmp(decoded->mData, packet.mData, packet.mSize) != 0) {
-        abort();
-    }
+    FailIf(decoded == nullptr || decoded->mSize != packet.mSize ||
+           memcmp(decoded->mData, packet.mData, packet.mSize) != 0);
     delete decoded;
     return 0;
 }

@@ -10,35 +10,27 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "reader/ISFReader.h"
 
 namespace {
 
 class cTouch : public cISFVisitor {
 public:
-    void Block(const sISFBlock& block) override {
-        if (block.mIndex != mBlocks++) {
-            abort();
-        }
-    }
+    void Block(const sISFBlock& block) override { FailIf(block.mIndex != mBlocks++); }
     bool Item(const sISFItem& item) override {
-        if (item.mIndex != mItems++ || item.mPayload.size() == 0) {
-            abort();
-        }
+        FailIf(item.mIndex != mItems++ || item.mPayload.size() == 0);
         for (unsigned char byte : item.mPayload) {
             mSum += byte;
         }
         return true;
     }
     void Problem(const std::string& text) override {
-        if (text.compare(0, 3, "at ") != 0) {
-            abort();
-        }
+        FailIf(text.compare(0, 3, "at ") != 0);
         ++mProblems;
     }
 
@@ -76,25 +68,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     reader.Use(bytes.data(), bytes.size());
     cTouch touch;
     const sISFSummary summary = reader.Walk(touch);
-    if (summary.mItems != touch.mItems || summary.mBlocks != touch.mBlocks ||
-        summary.mProblems != touch.mProblems || summary.mUnindexedBytes > bytes.size()) {
-        abort();
-    }
+    FailIf(summary.mItems != touch.mItems || summary.mBlocks != touch.mBlocks ||
+           summary.mProblems != touch.mProblems || summary.mUnindexedBytes > bytes.size());
     static const std::string path = "/tmp/palvorin-isf-reader-fuzz-" + std::to_string(getpid()) + ".isf";
     FILE* file = fopen(path.c_str(), "wb");
-    if (file == nullptr || fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() || fclose(file) != 0) {
-        abort();
-    }
+    FailIf(file == nullptr || fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
+           fclose(file) != 0);
     cISFReader windowed;
-    if (!windowed.Open(path, 4096)) {
-        abort();
-    }
+    FailIf(!windowed.Open(path, 4096));
     cTouch again;
     const sISFSummary same = windowed.Walk(again);
-    if (same.mItems != summary.mItems || same.mProblems != summary.mProblems ||
-        same.mClosed != summary.mClosed || same.mUnindexedBytes != summary.mUnindexedBytes ||
-        same.mUnindexedZero != summary.mUnindexedZero || again.mSum != touch.mSum) {
-        abort();
-    }
+    FailIf(same.mItems != summary.mItems || same.mProblems != summary.mProblems ||
+           same.mClosed != summary.mClosed || same.mUnindexedBytes != summary.mUnindexedBytes ||
+           same.mUnindexedZero != summary.mUnindexedZero || again.mSum != touch.mSum);
     return 0;
 }

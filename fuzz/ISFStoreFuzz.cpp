@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "jni/ISFStore.h"
 #include "reader/ISFReadAll.h"
 
@@ -24,9 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::vector<unsigned char>> accepted;
     {
         cISFStore store;
-        if (store.OpenNewFileStore(path.c_str()) != 0) {
-            abort();
-        }
+        FailIf(store.OpenNewFileStore(path.c_str()) != 0);
         int64_t ms = static_cast<int64_t>(CurrentFiletime() / 10000);
         for (size_t at = 0; size - at >= 4;) {
             const unsigned int protocol = protocols[data[at] % 16];
@@ -35,10 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             at += 4;
             const bool valid =
                 IsAcceptedProtocol(protocol) && length >= 1 && length <= MAX_SHARED_BUFFER_SIZE;
-            if (store.WriteItem(protocol, static_cast<unsigned int>(length), data + at, ms * 10000) !=
-                (valid ? 0u : 22u)) {
-                abort();
-            }
+            FailIf(store.WriteItem(protocol, static_cast<unsigned int>(length), data + at, ms * 10000) !=
+                   (valid ? 0u : 22u));
             if (valid) {
                 accepted.emplace_back(data + at, data + at + length);
             }
@@ -52,8 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 1; i < file.mItems.size() && next < accepted.size(); ++i) {
         next += file.mItems[i].mPayload == accepted[next];
     }
-    if (!file.Consistent() || !file.mClosed || next != accepted.size()) {
-        abort();
-    }
+    FailIf(!file.Consistent() || !file.mClosed || next != accepted.size());
     return 0;
 }

@@ -7,11 +7,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "meas/MeasExtractor.h"
 #include "meas/MeasFamilies.h"
 
@@ -31,12 +30,6 @@ const std::vector<uint16_t>& Codes() {
     return codes;
 }
 
-void Require(bool condition) {
-    if (!condition) {
-        abort();
-    }
-}
-
 bool In(double value, const sRange& range) {
     return std::isnan(value) || (value >= range.mLow && value <= range.mHigh);
 }
@@ -46,10 +39,7 @@ bool NaNOrFinite(double value) {
 }
 
 void Check(const std::vector<unsigned char>& bytes) {
-    std::unique_ptr<unsigned char[]> packet(new unsigned char[bytes.empty() ? 1 : bytes.size()]);
-    if (!bytes.empty()) {
-        memcpy(packet.get(), bytes.data(), bytes.size());
-    }
+    const std::unique_ptr<unsigned char[]> packet = ExactCopy(bytes.data(), bytes.size());
     static sMeasLog log;  // large: one for the whole run
     const eMeasStatus status = cMeasExtractor().Extract(packet.get(), bytes.size(), log);
     Require(status < MEAS_STATUS_COUNT && MeasStatusName(status) != nullptr);

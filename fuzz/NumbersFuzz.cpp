@@ -3,11 +3,11 @@
 // 64-bit conversions must agree.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <tuple>
 
+#include "fuzz/FuzzSupport.h"
 #include "text/Numbers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -26,10 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     StringToLONG(text.get(), base, signed32);
     StringToLONGLONG(text.get(), base, signed64);
     const bool ok32 = StringToULONG(text.get(), base, unsigned32);
-    if (ok32 != StringToULONGLONG(text.get(), base, unsigned64) ||
-        (ok32 && unsigned32 != static_cast<unsigned int>(unsigned64))) {
-        abort();
-    }
+    FailIf(ok32 != StringToULONGLONG(text.get(), base, unsigned64) ||
+           (ok32 && unsigned32 != static_cast<unsigned int>(unsigned64)));
     std::tuple<char, unsigned char, short, unsigned short, int, unsigned int, long, long long,
                unsigned long long>
         all;

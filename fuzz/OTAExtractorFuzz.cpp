@@ -6,10 +6,10 @@
 // Sequence input: records of [u16 little-endian size n][n bytes] (the last record takes what is left).
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "fuzz/FuzzSupport.h"
 #include "ota/OTAExtractor.h"
 
 namespace {
@@ -23,21 +23,15 @@ void Check(cOTAExtractor& extractor, const uint8_t* data, size_t size) {
     }
     sOTAMessage message;
     const eOTAExtractStatus status = extractor.Extract(packet.get(), size, message);
-    if (status >= OTA_EXTRACT_STATUS_COUNT || OTAExtractStatusName(status) == nullptr ||
-        OTAMessageKindName(message) == nullptr) {
-        abort();
-    }
+    FailIf(status >= OTA_EXTRACT_STATUS_COUNT || OTAExtractStatusName(status) == nullptr ||
+           OTAMessageKindName(message) == nullptr);
     if (status != OTA_EXTRACT_MESSAGE) {
-        if (message.mData != nullptr || message.mLength != 0 || message.mProtocol != OTA_PROTOCOL_NONE) {
-            abort();
-        }
+        FailIf(message.mData != nullptr || message.mLength != 0 || message.mProtocol != OTA_PROTOCOL_NONE);
         return;
     }
     const bool inside = message.mData >= packet.get() && message.mLength <= size &&
                         static_cast<size_t>(message.mData - packet.get()) <= size - message.mLength;
-    if (!inside && message.mLength > 64 * 1024) {
-        abort();
-    }
+    FailIf(!inside && message.mLength > 64 * 1024);
     unsigned int sum = 0;
     for (size_t i = 0; i < message.mLength; ++i) {
         sum += message.mData[i];
@@ -59,9 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Check(extractor, data + offset, n);
         offset += n;
     }
-    if (extractor.HeldPieces() > 4 * 6) {
-        abort();  // at most 6 pieces held in each of the bounded slots
-    }
+    FailIf(extractor.HeldPieces() > 4 * 6);  // at most 6 pieces held in each of the bounded slots
     extractor.Reset();
     return 0;
 }

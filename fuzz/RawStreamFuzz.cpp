@@ -2,10 +2,10 @@
 // chunks the stream arrives in (the first input byte chooses the chunk sizes).
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "stream/FrameDecoder.h"
 
 namespace {
@@ -27,9 +27,7 @@ struct sOutcome {
 sOutcome Decode(const uint8_t* data, size_t size, size_t chunk) {
     cFrameDecoder decoder;
     cCollect sink;
-    if (!decoder.Ready()) {
-        abort();
-    }
+    FailIf(!decoder.Ready());
     size_t at = 0;
     while (at < size) {
         size_t room = 0;
@@ -41,9 +39,7 @@ sOutcome Decode(const uint8_t* data, size_t size, size_t chunk) {
         decoder.Decode(n, false, sink);
     }
     decoder.Decode(0, true, sink);
-    if (decoder.mFrames != sink.mPackets.size() || decoder.mBytes != size) {
-        abort();
-    }
+    FailIf(decoder.mFrames != sink.mPackets.size() || decoder.mBytes != size);
     return {sink.mPackets, decoder.mBadFrames, decoder.mUnclosedBytes, decoder.mLeadingBytes};
 }
 
@@ -56,9 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t chunk = 1 + data[0] % 64;
     const sOutcome whole = Decode(data + 1, size - 1, size);
     const sOutcome pieces = Decode(data + 1, size - 1, chunk);
-    if (whole.mPackets != pieces.mPackets || whole.mBad != pieces.mBad ||
-        whole.mUnclosed != pieces.mUnclosed || whole.mLeading != pieces.mLeading) {
-        abort();
-    }
+    FailIf(whole.mPackets != pieces.mPackets || whole.mBad != pieces.mBad ||
+           whole.mUnclosed != pieces.mUnclosed || whole.mLeading != pieces.mLeading);
     return 0;
 }

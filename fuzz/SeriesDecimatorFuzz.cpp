@@ -5,9 +5,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
+#include "fuzz/FuzzSupport.h"
 #include "overview/SeriesDecimator.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -34,13 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         for (size_t i = 0; i < decimator.BucketCount(); ++i) {
             const uint32_t count = decimator.Count(series)[i];
             counted += count;
-            if (count != 0 && decimator.Minimum(series)[i] > decimator.Maximum(series)[i]) {
-                std::abort();
-            }
+            FailIf(count != 0 && decimator.Minimum(series)[i] > decimator.Maximum(series)[i]);
         }
     }
-    if (counted != kept || (kept != 0 && decimator.FirstMs() > decimator.LastMs())) {
-        std::abort();
-    }
+    FailIf(counted != kept || (kept != 0 && decimator.FirstMs() > decimator.LastMs()));
     return 0;
 }

@@ -3,9 +3,9 @@
 // descriptors lies inside it. The first byte is the configuration value looked for.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/FuzzSupport.h"
 #include "tools/palvorin/USBDescriptor.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -17,16 +17,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<sUSBInterface> interfaces;
     ReadUSBInterfaces(bytes.data(), bytes.size(), interfaces);
     for (const sUSBInterface& candidate : DiagCandidates(interfaces)) {
-        if (!IsDiagCandidate(candidate) || candidate.mIn == 0 || candidate.mOut == 0) {
-            abort();
-        }
+        FailIf(!IsDiagCandidate(candidate) || candidate.mIn == 0 || candidate.mOut == 0);
     }
     size_t start = 0;
     size_t length = 0;
     if (FindUSBConfiguration(bytes.data(), bytes.size(), data[0], start, length)) {
-        if (start > bytes.size() || length > bytes.size() - start) {
-            abort();
-        }
+        FailIf(start > bytes.size() || length > bytes.size() - start);
         interfaces.clear();
         ReadUSBInterfaces(bytes.data() + start, length, interfaces);
     }

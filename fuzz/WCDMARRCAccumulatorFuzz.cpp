@@ -6,10 +6,10 @@
 // type 5) instead of BCCH-BCH (4); bits 1-2: header byte; bit 7: the length word one more than n.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include "diag/DiagLog.h"
+#include "fuzz/FuzzSupport.h"
 #include "wcdma/WCDMARRCAccumulator.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -36,15 +36,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         offset += length;
         sSharedBuffer item(logSize, log, 3);  // adopts the array
         for (sSharedBuffer* rebuilt : accumulator.ProcessItem(&item, timestamp)) {
-            if (!IsUsableBuffer(rebuilt) || rebuilt->mRefCount != 0) {
-                abort();
-            }
+            FailIf(!IsUsableBuffer(rebuilt) || rebuilt->mRefCount != 0);
             rebuilt->AddRef();  // the view takes and drops references of its own on top of this one
             {
                 sDiagLog view(rebuilt);
-                if (!view.IsValid() || view.GetLogCode() != 0x412F || view.GetTimestamp() != timestamp) {
-                    abort();
-                }
+                FailIf(!view.IsValid() || view.GetLogCode() != 0x412F || view.GetTimestamp() != timestamp);
             }
             rebuilt->Release();
         }
