@@ -1,10 +1,12 @@
-// Expected values follow the C library's documented conversions (strtol, strtoul, strtoll, strtoull and
-// printf) and the range rules of each function, worked by hand.
+// Text to numbers and back, and the command line and format parsers. Expected values follow the C
+// library's documented conversions (strtol, strtoul, strtoll, strtoull, printf) worked by hand.
 #include "text/Numbers.h"
+#include "text/Parsing.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -48,34 +50,48 @@ bool From(const char* t, T& v) {
     return FromString(t, v);
 }
 
-TEST(StringToLONG, SignedAndHexadecimalText) {
+TEST(Numbers, EndsOfEveryRangeAndTheFirstRefusedPastThem) {
     Check<long>("base 10", Long<10>,
                 {{"  42", 42},
                  {"42 x", 42},
-                 {"42\t", 42},
-                 {"-42", -42},
-                 {"+7", 7},
-                 {"3000000000", 3000000000L},
                  {"9223372036854775807", 9223372036854775807L},
                  {"-9223372036854775808", -9223372036854775807L - 1}},
                 {"42x", "", nullptr, " ", "0x10", "9223372036854775808", "-9223372036854775809"});
     // Hexadecimal text is read unsigned and keeps its low 32 bits.
-    Check<long>("base 0", Long<0>,
-                {{"0x10", 16},
-                 {"  0X1f", 31},
-                 {"+0x10", 16},
-                 {"0xFFFFFFFF", 4294967295L},
-                 {"0x100000000", 0},
-                 {"0xFFFFFFFFFFFFFFFF", 4294967295L},
-                 {"010", 8},
-                 {"-010", -8}},
-                {"-0x10", "0x10000000000000000", "0x", "08"});
-    Check<long>("base 16", Long<16>, {{"10", 16}, {"ff", 255}}, {" -1", "fg"});
+    Check<long>(
+        "base 0", Long<0>,
+        {{"0xFFFFFFFF", 4294967295L}, {"0x100000000", 0}, {"0xFFFFFFFFFFFFFFFF", 4294967295L}, {"-010", -8}},
+        {"-0x10", "0x10000000000000000", "08"});
+    Check<long>("base 16", Long<16>, {{"ff", 255}}, {" -1"});
+    Check<unsigned int>("StringToULONG", ULong<10>,
+                        {{"4294967296", 0}, {"18446744073709551615", 4294967295u}},
+                        {" -1", "18446744073709551616", nullptr});
+    Check<long long>("LONGLONG", +[](const char* t, long long& v) { return StringToLONGLONG(t, 0, v); },
+                     {{"0xFFFFFFFFFFFFFFFF", -1}, {"-9223372036854775808", -9223372036854775807LL - 1}},
+                     {"0x10000000000000000", "-0x1", "9223372036854775808", nullptr});
+    Check<unsigned long long>(
+        "ULONGLONG", +[](const char* t, unsigned long long& v) { return StringToULONGLONG(t, 0, v); },
+        {{"18446744073709551615", 18446744073709551615ull}}, {"18446744073709551616", "-0", nullptr});
     long unchanged = 5;
+    unsigned int unsignedUnchanged = 5;
     EXPECT_FALSE(StringToLONG("1", 1, unchanged) || StringToLONG("1", 37, unchanged) || unchanged != 5);
+    EXPECT_FALSE(StringToULONG("1", -1, unsignedUnchanged) || unsignedUnchanged != 5);
+    // FromString: hexadecimal text fills the unsigned width of char and short, not of int.
+    Check<char>("char", From<char>, {{"127", 127}, {"-128", '\x80'}, {"0xFF", '\xFF'}},
+                {"128", "-129", "0x100", "0377", nullptr});
+    Check<unsigned char>("unsigned char", From<unsigned char>, {{"255", 255}}, {"256", "-1", nullptr});
+    Check<short>("short", From<short>, {{"32767", 32767}, {"-32768", -32768}, {"0xFFFF", -1}},
+                 {"32768", "-32769", "0x10000"});
+    Check<unsigned short>("unsigned short", From<unsigned short>, {{"65535", 65535}}, {"65536"});
+    Check<int>("int", From<int>, {{"0x7FFFFFFF", 2147483647}, {"-2147483648", -2147483647 - 1}},
+               {"0x80000000", "2147483648", "-2147483649"});
+    Check<unsigned int>("unsigned int", From<unsigned int>, {{"4294967296", 0}}, {"-1"});
+    Check<long>("long", From<long>, {{"-5", -5}}, {"- 5"});
+    Check<long long>("long long", From<long long>, {{"0xFFFFFFFFFFFFFFFF", -1}}, {});
+    Check<unsigned long long>("unsigned long long", From<unsigned long long>, {}, {"-1"});
 }
 
-TEST(StringToLONG, AStaleRangeErrorRefusesALimitValueDeliberately) {
+TEST(Numbers, AStaleRangeErrorRefusesALimitValueDeliberately) {
     long value = 5;
     long long wide = 5;
     errno = ERANGE;
@@ -85,52 +101,6 @@ TEST(StringToLONG, AStaleRangeErrorRefusesALimitValueDeliberately) {
     EXPECT_TRUE(value == 5 && wide == 5);
     errno = ERANGE;
     EXPECT_TRUE(StringToLONG("123", 10, value) && value == 123) << "only a limit value is refused";
-}
-
-TEST(StringToULONG, WrapsAbove32BitsDeliberately) {
-    Check<unsigned int>("base 10", ULong<10>,
-                        {{"4294967295", 4294967295u},
-                         {"4294967296", 0},
-                         {"18446744073709551615", 4294967295u},
-                         {"12 apples", 12}},
-                        {"-1", " -1", "18446744073709551616", "12apples", "", nullptr});
-    Check<unsigned int>("base 0", ULong<0>, {{"0x10", 16}, {"017", 15}}, {"-0x10"});
-    unsigned int unchanged = 5;
-    EXPECT_FALSE(StringToULONG("1", 37, unchanged) || StringToULONG("1", -1, unchanged) || unchanged != 5);
-}
-
-TEST(StringTo64Bits, SignedTextHexadecimalBitPatternsAndUnsigned) {
-    Check<long long>("LONGLONG", +[](const char* t, long long& v) { return StringToLONGLONG(t, 0, v); },
-                     {{"0xFFFFFFFFFFFFFFFF", -1},
-                      {"0x8000000000000000", -9223372036854775807LL - 1},
-                      {"0x100000000", 4294967296LL},
-                      {"-9223372036854775808", -9223372036854775807LL - 1},
-                      {"  -77 ", -77}},
-                     {"0x10000000000000000", "-0x1", "9223372036854775808", "", nullptr});
-    Check<unsigned long long>(
-        "ULONGLONG", +[](const char* t, unsigned long long& v) { return StringToULONGLONG(t, 0, v); },
-        {{"18446744073709551615", 18446744073709551615ull},
-         {"0xFFFFFFFFFFFFFFFF", 18446744073709551615ull},
-         {"  077", 63}},
-        {"18446744073709551616", "-0", "1e3", "", nullptr});
-}
-
-TEST(FromString, RangeOfEachType) {
-    Check<char>("char", From<char>, {{"127", 127}, {"-128", '\x80'}, {"-1", '\xFF'}, {"0xFF", '\xFF'}},
-                {"128", "-129", "0x100", "0377", nullptr});
-    Check<unsigned char>("unsigned char", From<unsigned char>, {{"255", 255}, {"0xFF", 255}}, {"256", "-1"});
-    Check<short>("short", From<short>, {{"32767", 32767}, {"-32768", -32768}, {"0xFFFF", -1}},
-                 {"32768", "0x10000", nullptr});
-    Check<unsigned short>("unsigned short", From<unsigned short>, {{"65535", 65535}, {"0x8000", 0x8000}},
-                          {"65536"});
-    Check<int>("int", From<int>, {{"0x7FFFFFFF", 2147483647}, {"-2147483648", -2147483647 - 1}, {"010", 8}},
-               {"0x80000000", "2147483648", "-2147483649", nullptr});
-    Check<unsigned int>("unsigned int", From<unsigned int>, {{"4294967296", 0}, {"0xFFFFFFFF", 4294967295u}},
-                        {"-1"});
-    Check<long>("long", From<long>, {{"0xFFFFFFFF", 4294967295L}, {"-5", -5}}, {"- 5"});
-    Check<long long>("long long", From<long long>, {{"0xFFFFFFFFFFFFFFFF", -1}}, {"x"});
-    Check<unsigned long long>("unsigned long long", From<unsigned long long>,
-                              {{"18446744073709551615", 18446744073709551615ull}}, {"-1"});
 }
 
 template <typename T>
@@ -143,13 +113,87 @@ std::string Print(T value) {
 TEST(ToString, DecimalTextOfEachType) {
     EXPECT_EQ(Print(static_cast<char>(0xFF)), "255");
     EXPECT_EQ(Print(static_cast<short>(-1)), "-1");
-    EXPECT_EQ(Print(static_cast<unsigned short>(65535)), "65535");
     EXPECT_EQ(Print(-2147483647 - 1), "-2147483648");
     EXPECT_EQ(Print(4294967295u), "4294967295");
     EXPECT_EQ(Print(-9223372036854775807L - 1), "-9223372036854775808");
     EXPECT_EQ(Print(-9223372036854775807LL - 1), "-9223372036854775808");
     EXPECT_EQ(Print(18446744073709551615ull), "18446744073709551615");
     EXPECT_FALSE(ToString(static_cast<char>(1), nullptr));
+}
+
+using Strings = std::vector<std::string>;
+
+TEST(ParseCommandLine, SplitsAtSpacesAndQuotes) {
+    const struct {
+        std::string mLine;
+        Strings mArguments;
+    } cases[] = {
+        {" a  \"b c\" d ", {"a", "b c", "d"}},
+        {"a \"b\" \"c d", {"a", "b"}},  // an unclosed quote ends the parsing
+        {"\"a b\"c", {"a b", "c"}},     // text right after the closing quote
+        {"\"\" x", {"", "x"}},          // empty quotes give an empty argument
+        {"a\"b c", {"a\"b", "c"}},      // a quote inside an argument is ordinary
+        {"a\tb c", {"a\tb", "c"}},      // only the space separates
+        {std::string("a\0b c", 5), {std::string("a\0b", 3), "c"}},
+    };
+    for (const auto& c : cases) {
+        Strings arguments = {"kept"};
+        ParseCommandLine(c.mLine, arguments);
+        Strings expected = {"kept"};
+        expected.insert(expected.end(), c.mArguments.begin(), c.mArguments.end());
+        EXPECT_EQ(arguments, expected) << "[" << c.mLine << "]";
+    }
+}
+
+TEST(ParseTokens, SplitsInPlaceWithoutEmptyTokens) {
+    char text[] = "a,,b;c";
+    std::vector<char*> tokens;
+    ParseTokens(",;", text, tokens);
+    EXPECT_EQ(tokens, (std::vector<char*>{text, text + 3, text + 5}));
+    EXPECT_EQ(std::string(text, sizeof text), std::string("a\0,b\0c\0", 7))
+        << "delimiters after tokens become NULs";
+    char none[] = ",,,";
+    ParseTokens(",", none, tokens);
+    ParseTokens(nullptr, none, tokens);
+    ParseTokens("", none, tokens);
+    ParseTokens(",", nullptr, tokens);
+    EXPECT_EQ(tokens.size(), 3u);
+}
+
+TEST(ParseFormatSpecifier, ListsTheArgumentsAndRefusesMalformedFormatsKeepingWhatWasListed) {
+    const struct {
+        const char* mFormat;
+        bool mAccepted;
+        std::string mTypes;
+    } cases[] = {
+        {"%d %s%%%*.*f", true, "ds**f"},
+        {"%I64d%I32x%Id%Iz", true, "dxd"},  // "I" not followed by a width or an integer conversion is text
+        {"%lld%ld%hd%wc%Lf%Fp%Np", true, "dddcfpp"},
+        {"%-08.3lf%#x% d%+i%.d", true, "fxdid"},
+        {"%c%C%S%Z%p%X%E%G%e%g%o%u%i", true, "cCSZpXEGegoui"},
+        {"%5", false, ""},    // ends inside a directive
+        {"%y", false, ""},    // beyond the classified characters
+        {"%n", false, ""},    // not a conversion
+        {"%5*d", false, ""},  // a star after a width
+        {"%..d", false, ""},
+        {"%d%y%s", false, "d"},
+        {"%*", false, "*"},
+    };
+    for (const auto& c : cases) {
+        std::vector<char> types;
+        EXPECT_EQ(ParseFormatSpecifier(c.mFormat, 100, types), c.mAccepted) << c.mFormat;
+        EXPECT_EQ(std::string(types.begin(), types.end()), c.mTypes) << c.mFormat;
+    }
+}
+
+TEST(ParseFormatSpecifier, MustEndWithinMaxLength) {
+    std::vector<char> types;
+    EXPECT_FALSE(ParseFormatSpecifier("%d", 1, types));
+    EXPECT_TRUE(ParseFormatSpecifier("%d", 2, types));
+    // Not terminated at all: exactly maxLength + 1 bytes are read (the address sanitizer build checks).
+    const char unterminated[3] = {'%', 'd', 'x'};
+    EXPECT_FALSE(ParseFormatSpecifier(unterminated, 2, types));
+    EXPECT_EQ(types, std::vector<char>{'d'}) << "only the accepted format listed its argument";
 }
 
 }  // namespace
