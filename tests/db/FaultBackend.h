@@ -1,6 +1,5 @@
 // A backend that forwards every call to a real one and fails the Nth call of a chosen operation, as a
-// database that fills up or loses its connection in the middle of a file would; a hook may run before
-// each call.
+// database that fills up or loses its connection in the middle of a file would.
 #pragma once
 
 #include <algorithm>

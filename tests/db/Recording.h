@@ -1,6 +1,5 @@
-// Records a raw diagnostic stream of tests/data into an ISF file as `palvorin record` does by default:
-// every packet the frame decoder finds, stamped with its log packet's own time. Shared by the database
-// tests and the benchmark.
+// Records a raw diagnostic stream into an ISF file as `palvorin record` does by default: every packet the
+// frame decoder finds, stamped with its log packet's own time (the database tests and the benchmark).
 #pragma once
 
 #include <algorithm>

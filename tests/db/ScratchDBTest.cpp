@@ -11,6 +11,7 @@
 #include "db/CampaignDB.h"
 #include "db/SQLiteBackend.h"
 #include "jni/ISFFormat.h"
+#include "tests/ISFTestSupport.h"
 #include "tests/db/Recording.h"
 
 namespace {
@@ -25,10 +26,8 @@ std::string Count(const std::string& path, const std::string& sql) {
 }
 
 TEST(ScratchDB, AFailedFileLeavesNothingAndTheMergeHoldsTheGoodFiles) {
-    char name[] = "/tmp/palvorin-scratch-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    const std::string dir = name;
-    const std::string a = dir + "/a.isf", b = dir + "/b.isf", bad = dir + "/bad.isf";
+    const isftest::cTempDir dir;
+    const std::string a = dir.File("a.isf"), b = dir.File("b.isf"), bad = dir.File("bad.isf");
     ASSERT_TRUE(RecordStream(std::string(PALVORIN_TEST_DATA) + "/raw_diag_stream_a.bin", a));
     ASSERT_TRUE(RecordStream(std::string(PALVORIN_TEST_DATA) + "/raw_diag_stream_b.bin", b));
     // Whole but for the trailer's item count: found wrong once every item has been read and written.
@@ -37,7 +36,7 @@ TEST(ScratchDB, AFailedFileLeavesNothingAndTheMergeHoldsTheGoodFiles) {
     bytes[bytes.size() - ISF_TRAILER_SIZE + ISF_TRAILER_COUNT_OFFSET] += 1;
     std::ofstream(bad, std::ios::binary) << bytes;
 
-    const std::string scratch = dir + "/worker.sqlite";
+    const std::string scratch = dir.File("worker.sqlite");
     {
         cCampaignDB db;
         ASSERT_TRUE(db.OpenScratch(scratch)) << db.Error();
@@ -52,7 +51,7 @@ TEST(ScratchDB, AFailedFileLeavesNothingAndTheMergeHoldsTheGoodFiles) {
     EXPECT_EQ(Count(scratch, "SELECT count(*) FROM messages"), "4870");
     EXPECT_EQ(Count(scratch, "SELECT count(*) FROM files"), "2");
 
-    const std::string campaign = dir + "/campaign.db";
+    const std::string campaign = dir.File("campaign.db");
     cCampaignDB db;
     ASSERT_TRUE(db.Open(campaign)) << db.Error();
     uint64_t added = 0, present = 0;
@@ -61,8 +60,6 @@ TEST(ScratchDB, AFailedFileLeavesNothingAndTheMergeHoldsTheGoodFiles) {
     db.Close();
     EXPECT_EQ(Count(campaign, "SELECT count(*) FROM messages"), "4870");
     EXPECT_EQ(Count(campaign, "SELECT count(*) FROM sqlite_master WHERE name = 'messages_by_time'"), "1");
-    std::error_code ignored;
-    std::filesystem::remove_all(dir, ignored);
 }
 
 }  // namespace

@@ -104,21 +104,17 @@ def hex_packets(name):
         return [bytes.fromhex(line) for line in (line.strip() for line in lines) if line and line[0] != "#"]
 
 
-def crc16_x25(data):
-    """The frame check sequence of the diagnostic port's HDLC framing (CRC-16/X-25), bit by bit."""
-    crc = 0xFFFF
-    for byte in data:
-        crc ^= byte
-        for _ in range(8):
-            crc = (crc >> 1) ^ 0x8408 if crc & 1 else crc >> 1
-    return crc ^ 0xFFFF
-
-
 def raw_stream(packets):
-    """The packets as a raw diagnostic stream: each with its check sequence, escaped, closed by a flag."""
+    """The packets as a raw diagnostic stream: each with its frame check sequence (CRC-16/X-25, bit by bit),
+    escaped, closed by a flag."""
     frames = []
     for packet in packets:
-        crc = crc16_x25(packet)
+        crc = 0xFFFF
+        for byte in packet:
+            crc ^= byte
+            for _ in range(8):
+                crc = (crc >> 1) ^ 0x8408 if crc & 1 else crc >> 1
+        crc ^= 0xFFFF
         body = packet + bytes([crc & 0xFF, crc >> 8])
         frames.append(body.replace(b"\x7d", b"\x7d\x5d").replace(b"\x7e", b"\x7d\x5e") + b"\x7e")
     return b"".join(frames)

@@ -1,7 +1,6 @@
-"""The campaign database from Python: the real captures whole and once, raw streams as their recordings,
-bad files and refusing databases leaving nothing behind, and the worker databases a campaign merges. Into
-SQLite: the writer below the binding is the same for both engines, and is tried on both by the C++ tests
-(tests/db); the campaign's tests take the package to a real PostgreSQL server."""
+"""The campaign database from Python, into SQLite (the writer below the binding is tried on both engines by
+tests/db, PostgreSQL through the package by test_campaign.py): a capture whole and once, raw streams as
+their recordings, bad files and refusing databases leaving nothing behind, and worker databases merged."""
 
 import os
 import sqlite3
@@ -28,16 +27,12 @@ class SQLite(unittest.TestCase):
 
     def test_a_capture_goes_in_whole_and_once(self):
         first = self.db.add(self.isf_a)
-        self.assertEqual(first.status, "added", first.error)
-        self.assertTrue(first.ok)
-        self.assertEqual(first.rows["messages"], 4852)
-        self.assertEqual(first.rows["items"], 5502)
-        self.assertEqual(len(first.sha256), 64)
+        self.assertEqual((first.status, first.ok, first.rows["messages"], first.rows["items"]),
+                         ("added", True, 4852, 5502), first.error)
         again = self.db.add(self.isf_a)
         self.assertEqual((again.status, again.file_id), ("already_present", first.file_id))
-        self.assertEqual(self.query("SELECT count(*) FROM messages"), [[4852]])
-        self.assertEqual(self.query("SELECT items, messages_rows FROM files"), [[5502, 4852]])
-        self.assertEqual(self.query("SELECT count(*) FROM messages WHERE technology = 'lte'"), [[4438]])
+        self.assertEqual(self.query("SELECT items, messages_rows, sha256 FROM files"),
+                         [[5502, 4852, first.sha256]])
 
     def test_a_raw_stream_goes_in_as_its_recording_once(self):
         first = self.db.add(STREAM_B)
@@ -45,7 +40,6 @@ class SQLite(unittest.TestCase):
         # Recorded again, the same stream is the same file: named by its own path and SHA-256.
         self.assertEqual(self.db.add(STREAM_B).status, "already_present")
         self.assertEqual(self.query("SELECT path FROM files"), [[os.path.abspath(STREAM_B)]])
-        self.assertEqual(self.query("SELECT count(*) FROM messages WHERE subscription = 1"), [[18]])
 
     def test_bad_files_leave_nothing_behind(self):
         isf = read_file(self.isf_a)
@@ -54,7 +48,6 @@ class SQLite(unittest.TestCase):
             (self.temp.write("empty.isf", b""), "empty"),
             (self.temp.write("random.bin", bytes(range(256)) * 400), "neither"),
             (self.temp.write("half.isf", isf[:len(isf) // 2]), "damaged"),
-            (self.temp.write("header.isf", isf[:100]), "not a readable item store file"),
         ]
         for path, reason in cases:
             with self.subTest(os.path.basename(path)):
