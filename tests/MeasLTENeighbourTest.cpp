@@ -1,50 +1,24 @@
-// Neighbour cells measured by LTE: 0xB180, 0xB192/0xB195, 0xB179 and 0xB188. Expected values come from the
-// facts page's examples, from real packets decoded by hand (tests/data/meas_lte_2016.txt) and from packets
-// built from the page's layouts.
+// Neighbour cells measured by LTE: 0xB180, 0xB192/0xB195, 0xB179 and 0xB188. Expected values from the
+// facts page's examples, real packets decoded by hand (tests/data/meas_lte_2016.txt) and packets built from
+// the page's layouts.
 #include <gtest/gtest.h>
 
 #include "tests/MeasTestSupport.h"
 
 namespace {
 
-struct sCell {
-    uint16_t mPCI;
-    double mRSRP, mRSRQ, mRSSI;
-};
-
-// The log's cells are `expected`, none of them serving, all on `channel`.
-void ExpectNeighbours(const sExtracted& log, uint32_t channel, const std::vector<sCell>& expected,
-                      double tolerance = 1e-9) {
-    ASSERT_EQ(log.mStatus, MEAS_OK);
-    EXPECT_EQ(log->mKind, MEAS_KIND_MEASUREMENT);
-    ASSERT_EQ(log->mCellCount, expected.size());
-    for (size_t k = 0; k < expected.size(); ++k) {
-        const sMeasuredCell& cell = log->mCells[k];
-        EXPECT_EQ(cell.mTechnology, RADIO_LTE);
-        EXPECT_FALSE(cell.mServing) << k;
-        EXPECT_EQ(cell.mServingIndex, 0xFF) << k;
-        EXPECT_EQ(cell.mChannel, channel) << k;
-        EXPECT_TRUE(cell.mHasCell) << k;
-        EXPECT_EQ(cell.mCell, expected[k].mPCI) << k;
-        EXPECT_TRUE(Value(cell.mRSRP, expected[k].mRSRP, tolerance)) << k;
-        EXPECT_TRUE(Value(cell.mRSRQ, expected[k].mRSRQ, tolerance)) << k;
-        EXPECT_TRUE(Value(cell.mRSSI, expected[k].mRSSI, tolerance)) << k;
-        EXPECT_TRUE(std::isnan(cell.mSINR)) << k;
-    }
-}
-
 // The page's published 0xB180 v5 packet: EARFCN 3350, one cell, PCI 108, RSSI -94.69 dBm, RSRP -120.75 dBm,
 // RSRQ -17.06 dB.
 TEST(MeasLTENeighbour, IdleNeighboursPublishedV5) {
-    const sExtracted log =
-        Extracted(0xB180, Hex("05 01 00 00 16 0d 00 00 48 00 00 00 6c ea 41 3b b4 43 3b 00 b4 f3 "
-                              "cc 33 cf 3c 13 02 00 00 00 00 ff ef c0 0f ff ef c0 0f 45 08 16 00"));
-    ExpectNeighbours(log, 3350, {{108, -120.75, -17.06, -94.69}}, kPageRounding);
-    EXPECT_EQ(log->mLogVersion, 5u);
+    EXPECT_EQ(
+        Text(Extracted(0xB180, Hex("05 01 00 00 16 0d 00 00 48 00 00 00 6c ea 41 3b b4 43 3b 00 b4 f3 "
+                                   "cc 33 cf 3c 13 02 00 00 00 00 ff ef c0 0f ff ef c0 0f 45 08 16 00"))),
+        (Lines{"used measurement lte v5",
+               "lte neighbour ch 3350 cell 108 RSRP -120.75 RSRQ -17.06 RSSI -94.69"}));
 }
 
 // v4 from the page's layout: u16 EARFCN, u16 count word, cells at B+8; release 0, so 28-byte records
-// without the Rel-9 word.
+// without the Rel-9 word (with release 1 two records no longer fit).
 TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
     Bytes body = Hex("04 00 00 00 e0 2e");  // EARFCN 12000
     Put(body, 6, 2, (2 << 6) | 8);          // 2 cells, Qrxlevmin 8
@@ -60,9 +34,10 @@ TEST(MeasLTENeighbour, IdleNeighboursV4WithoutRel9) {
         Put(body, c + 24, 4, 0);
     }
     ASSERT_EQ(body.size(), 8u + 56u);
-    ExpectNeighbours(Extracted(0xB180, body), 12000,
-                     {{1, -117.5, -17.5, -72.5}, {503, -111.25, -14.375, -41.25}});
-    // With release 1 the records are 32 bytes long: 2 of them no longer fit.
+    EXPECT_EQ(Text(Extracted(0xB180, body)),
+              (Lines{"used measurement lte v4",
+                     "lte neighbour ch 12000 cell 1 RSRP -117.50 RSRQ -17.50 RSSI -72.50",
+                     "lte neighbour ch 12000 cell 503 RSRP -111.25 RSRQ -14.38 RSSI -41.25"}));
     body[1] = 1;
     EXPECT_EQ(Extracted(0xB180, body).mStatus, MEAS_BAD_LENGTH);
     body[1] = 0;
@@ -86,8 +61,11 @@ Bytes NeighbourRecord(unsigned int pci, unsigned int rsrp, unsigned int rsrq, un
     return record;
 }
 
+const char* const kNeighbour44 = "lte neighbour ch 2075 cell 44 RSRP -119.31 RSRQ -17.00 RSSI -89.75";
+
 // One row per response layout: u16 EARFCN and count (27 v2, 31 v3) or u32 EARFCN, u16 count, 2 reserved
-// (27 v4, 31 v4, 31 v24). 0xB192 carries 27 and 0xB195 31.
+// (27 v4, 31 v24; 31 v4 is the real capture's, below). 0xB192 carries 27 and 0xB195 31. 0xB195 v3's count
+// word also has the duplex mode (bits 7..8) and serving cell index (bits 9..12).
 TEST(MeasLTENeighbour, ResponseLayouts) {
     const struct {
         unsigned int mCode, mId, mVersion;
@@ -96,7 +74,6 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
         {0xB192, 27, 2, "1b 08 02 00"},
         {0xB192, 27, 4, "1b 08 00 00 02 00 00 00"},
         {0xB195, 31, 3, "1b 08 82 01"},
-        {0xB195, 31, 4, "1b 08 00 00 02 00 00 00"},
         {0xB195, 31, 24, "1b 08 00 00 02 00 00 00"},
     };
     for (const auto& c : cases) {
@@ -104,17 +81,14 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
         for (const Bytes& record : {NeighbourRecord(44, 971, 208, 324), NeighbourRecord(473, 0, 0, 0)}) {
             payload.insert(payload.end(), record.begin(), record.end());
         }
-        // 0xB195 v3's count word also has the duplex mode (bits 7..8) and serving cell index (bits 9..12).
-        const sExtracted log = Extracted(c.mCode, Envelope({{c.mId, c.mVersion, payload}}));
-        ExpectNeighbours(log, 2075, {{44, -119.3125, -17, -89.75}, {473, NAN, NAN, NAN}});
-        EXPECT_EQ(log->mLogVersion, c.mVersion);
-        EXPECT_EQ(log->mOutOfRange, 0u);
-
+        EXPECT_EQ(Text(Extracted(c.mCode, Envelope({{c.mId, c.mVersion, payload}}))),
+                  (Lines{"used measurement lte v" + std::to_string(c.mVersion), kNeighbour44,
+                         "lte neighbour ch 2075 cell 473"}));
         payload.pop_back();
         EXPECT_EQ(Extracted(c.mCode, Envelope({{c.mId, c.mVersion, payload}})).mStatus, MEAS_BAD_LENGTH)
             << c.mId << " v" << c.mVersion;
     }
-    // Requests (26 of 0xB192, 30 of 0xB195) are passed over.
+    // Other versions are counted; requests (26 of 0xB192, 30 of 0xB195) are passed over.
     const struct {
         unsigned int mId, mVersion;
         eMeasStatus mStatus;
@@ -126,7 +100,6 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
         {26, 3, MEAS_UNSUPPORTED_VERSION},
         {26, 1, MEAS_OK},
         {26, 2, MEAS_OK},
-        {30, 3, MEAS_OK},
     };
     for (const auto& c : others) {
         const sExtracted log = Extracted(0xB195, Envelope({{c.mId, c.mVersion, Bytes(12, 0)}}));
@@ -138,10 +111,9 @@ TEST(MeasLTENeighbour, ResponseLayouts) {
     Bytes payload = Hex("1b 08 00 00 01 00 00 00");
     const Bytes record = NeighbourRecord(600, 971, 208, 324);
     payload.insert(payload.end(), record.begin(), record.end());
-    const sExtracted log = Extracted(0xB195, Envelope({{31, 4, payload}}));
-    ASSERT_EQ(log->mCellCount, 1u);
-    EXPECT_FALSE(log->mCells[0].mHasCell);
-    EXPECT_EQ(log->mOutOfRange, 1u);
+    EXPECT_EQ(Text(Extracted(0xB195, Envelope({{31, 4, payload}}))),
+              (Lines{"used measurement lte v4 out of range 1",
+                     "lte neighbour ch 2075 RSRP -119.31 RSRQ -17.00 RSSI -89.75"}));
 }
 
 // A real 0xB195 log (request 30 v3, then response 31 v4) decoded by hand. Response payloads: 1b 08 00 00
@@ -155,49 +127,23 @@ TEST(MeasLTENeighbour, RealConnectedNeighbours) {
     //  11 01 .. | 0x3333 819 -> -128.8125 | 0 -> not measured | 0x000A2144 -> -89.75
     //  d8 01 .. | 0x8418 1048 -> -114.5 | 0x0E93A4E9 233 -> -15.4375 | 0x0009F93F 319 -> -90.0625
     //  36 00 .. | 0x93D9 985 -> -118.4375 | 0x0E539485 229 -> -15.6875 | 0x0009F93F -> -90.0625
-    const sExtracted log = Extracted(packets[34]);
-    ExpectNeighbours(log, 2075,
-                     {{44, -119.3125, -17, -89.75},
-                      {273, -128.8125, NAN, -89.75},
-                      {472, -114.5, -15.4375, -90.0625},
-                      {54, -118.4375, -15.6875, -90.0625}});
-    EXPECT_EQ(log->mOutOfRange, 0u);
+    EXPECT_EQ(Text(Extracted(packets[34])),
+              (Lines{"used measurement lte v4", kNeighbour44,
+                     "lte neighbour ch 2075 cell 273 RSRP -128.81 RSSI -89.75",
+                     "lte neighbour ch 2075 cell 472 RSRP -114.50 RSRQ -15.44 RSSI -90.06",
+                     "lte neighbour ch 2075 cell 54 RSRP -118.44 RSRQ -15.69 RSSI -90.06"}));
 }
 
-// 0xB179: the serving cell first (with its serving cell index), then the neighbours.
-void ExpectIntraFrequency(const sExtracted& log, uint32_t channel, uint8_t servingIndex, const sCell& serving,
-                          const std::vector<sCell>& neighbours, double tolerance = 1e-9) {
-    ASSERT_EQ(log.mStatus, MEAS_OK);
-    ASSERT_EQ(log->mCellCount, 1 + neighbours.size());
-    const sMeasuredCell& first = log->mCells[0];
-    EXPECT_TRUE(first.mServing);
-    EXPECT_EQ(first.mServingIndex, servingIndex);
-    EXPECT_EQ(first.mChannel, channel);
-    EXPECT_EQ(first.mCell, serving.mPCI);
-    EXPECT_TRUE(Value(first.mRSRP, serving.mRSRP, tolerance));
-    EXPECT_TRUE(Value(first.mRSRQ, serving.mRSRQ, tolerance));
-    EXPECT_TRUE(std::isnan(first.mRSSI));
-    for (size_t k = 0; k < neighbours.size(); ++k) {
-        const sMeasuredCell& cell = log->mCells[1 + k];
-        EXPECT_FALSE(cell.mServing) << k;
-        EXPECT_EQ(cell.mChannel, channel) << k;
-        EXPECT_EQ(cell.mCell, neighbours[k].mPCI) << k;
-        EXPECT_TRUE(Value(cell.mRSRP, neighbours[k].mRSRP, tolerance)) << k;
-        EXPECT_TRUE(Value(cell.mRSRQ, neighbours[k].mRSRQ, tolerance)) << k;
-        EXPECT_TRUE(std::isnan(cell.mRSSI)) << k;
-    }
-}
-
-// The page's real v4 example: EARFCN 5780, serving PCI 185 at -109.38 dBm / -9.19 dB; neighbours PCI 210
-// at -117.56 / -16.06 and PCI 172 at -124.13 / -19.69.
+// 0xB179, the page's real v4 example: EARFCN 5780, serving PCI 185 at -109.38 dBm / -9.19 dB; neighbours
+// PCI 210 at -117.56 / -16.06 and PCI 172 at -124.13 / -19.69.
 TEST(MeasLTENeighbour, IntraFrequencyWorkedExample) {
     const Bytes body =
         Hex("04 00 00 00 00 00 00 00 94 16 00 00 b9 00 65 26 6a 04 6a 04 4d 01 4d 01 02 00 00 00 d2 00 "
             "e7 03 e7 03 df 00 df 00 00 00 ac 00 7e 03 7e 03 a5 00 a5 00 00 00");
-    const sExtracted log = Extracted(0xB179, body);
-    ExpectIntraFrequency(log, 5780, 0, {185, -109.38, -9.19, NAN},
-                         {{210, -117.56, -16.06, NAN}, {172, -124.13, -19.69, NAN}}, kPageRounding);
-    EXPECT_EQ(log->mLogVersion, 4u);
+    EXPECT_EQ(Text(Extracted(0xB179, body)),
+              (Lines{"used measurement lte v4", "lte serving #0 ch 5780 cell 185 RSRP -109.38 RSRQ -9.19",
+                     "lte neighbour ch 5780 cell 210 RSRP -117.56 RSRQ -16.06",
+                     "lte neighbour ch 5780 cell 172 RSRP -124.13 RSRQ -19.69"}));
     // Zero bytes past the records are allowed; a neighbour count beyond the body is not.
     Bytes padded = body;
     padded.resize(body.size() + 12, 0);
@@ -236,68 +182,37 @@ TEST(MeasLTENeighbour, IntraFrequencyV3) {
     Put(body, 36, 4, 99);   // detected PCI
     Put(body, 51, 1, 0);
     ASSERT_EQ(body.size(), 24u + 12u + 16u);
-    ExpectIntraFrequency(Extracted(0xB179, body), 1300, 2, {17, -117.5, -17.5, NAN},
-                         {{18, -123.75, -21.5, NAN}});
+    EXPECT_EQ(Text(Extracted(0xB179, body)),
+              (Lines{"used measurement lte v3", "lte serving #2 ch 1300 cell 17 RSRP -117.50 RSRQ -17.50",
+                     "lte neighbour ch 1300 cell 18 RSRP -123.75 RSRQ -21.50"}));
 }
 
-// The i16 fields: 0 is "not measured", a negative value lies below any physical range, and a PCI above 503
-// is counted.
+// The i16 fields: 0 is "not measured", a negative value lies below any physical range (RSRP raw -16 is
+// -181 dBm, RSRQ raw -32768), and a PCI above 503 (600) is counted.
 TEST(MeasLTENeighbour, IntraFrequencyImpossibleValues) {
-    Bytes body =
+    const Bytes body =
         Hex("04 00 00 00 00 00 00 00 94 16 00 00 58 02 65 26 00 00 00 00 4d 01 4d 01 02 00 00 00 d2 00 "
             "f0 ff e7 03 df 00 df 00 00 00 ac 00 7e 03 7e 03 00 80 a5 00 00 00");
-    const sExtracted log = Extracted(0xB179, body);
-    ASSERT_EQ(log.mStatus, MEAS_OK);
-    EXPECT_FALSE(log->mCells[0].mHasCell);  // PCI 600
-    EXPECT_TRUE(std::isnan(log->mCells[0].mRSRP));
-    EXPECT_TRUE(std::isnan(log->mCells[1].mRSRP));  // raw -16: -181 dBm
-    EXPECT_TRUE(std::isnan(log->mCells[2].mRSRQ));  // raw -32768
-    EXPECT_EQ(log->mOutOfRange, 3u);
+    EXPECT_EQ(
+        Text(Extracted(0xB179, body)),
+        (Lines{"used measurement lte v4 out of range 3", "lte serving #0 ch 5780 RSRQ -9.19",
+               "lte neighbour ch 5780 cell 210 RSRQ -16.06", "lte neighbour ch 5780 cell 172 RSRP -124.13"}));
 }
 
 // 0xB188 from the page's layout: subpacket 35, DRX cycle, frequencies each with its 16-byte cell records.
 TEST(MeasLTENeighbour, WCDMANeighbours) {
-    Bytes payload = Hex("00 05 00 00 02 00 00 00");  // DRX 1280, 2 frequencies
-    const struct {
-        unsigned int mUARFCN;
-        std::vector<std::vector<unsigned int>> mCells;  // PSC, RSCP u8, Ec/No u8
-    } frequencies[] = {{10663, {{397, 0xA0, 0xF6}, {12, 0xB4, 0xFD}}}, {10688, {{511, 0x80, 0xE0}}}};
-    for (const auto& f : frequencies) {
-        Bytes head(4, 0);
-        Put(head, 0, 2, f.mUARFCN);
-        Put(head, 2, 1, f.mCells.size());
-        payload.insert(payload.end(), head.begin(), head.end());
-        for (const auto& c : f.mCells) {
-            Bytes record(16, 0);
-            PutBits(record, 0, 2, 0, 8, c[0]);
-            PutBits(record, 0, 2, 9, 15, 0x55);  // energy
-            Put(record, 8, 1, c[1]);
-            Put(record, 9, 1, 0xC0);  // RSSI
-            Put(record, 10, 1, c[2]);
-            payload.insert(payload.end(), record.begin(), record.end());
-        }
-    }
-    const sExtracted log = Extracted(0xB188, Envelope({{35, 1, payload}}));
-    ASSERT_EQ(log.mStatus, MEAS_OK);
-    const struct {
-        uint32_t mUARFCN;
-        uint16_t mPSC;
-        double mRSCP, mEcIo;
-    } expected[] = {{10663, 397, -96, -10}, {10663, 12, -76, -3}, {10688, 511, NAN, NAN}};
-    ASSERT_EQ(log->mCellCount, 3u);
-    for (size_t k = 0; k < 3; ++k) {
-        const sMeasuredCell& cell = log->mCells[k];
-        EXPECT_EQ(cell.mTechnology, RADIO_WCDMA);
-        EXPECT_FALSE(cell.mServing);
-        EXPECT_EQ(cell.mChannel, expected[k].mUARFCN) << k;
-        EXPECT_EQ(cell.mCell, expected[k].mPSC) << k;
-        EXPECT_TRUE(Value(cell.mRSCP, expected[k].mRSCP)) << k;
-        EXPECT_TRUE(Value(cell.mEcIo, expected[k].mEcIo)) << k;
-        EXPECT_TRUE(std::isnan(cell.mRSRP));
-    }
+    // Each frequency: u16 UARFCN, u8 count, 1 byte; each record: PSC word (PSC bits 0..8, energy 0x55 above),
+    // 6 bytes, u8 RSCP, RSSI, Ec/No, 5 bytes.
+    Bytes payload =
+        Hex("0005 0000 02 000000"  // DRX 1280, 2 frequencies
+            "a729 02 00  8dab 000000000000 a0 c0 f6 0000000000  0caa 000000000000 b4 c0 fd 0000000000"
+            "c029 01 00  ffab 000000000000 80 c0 e0 0000000000");
     // 0x80 - 256 = -128 dBm lies below the RSCP range; 0xE0 - 256 = -32 dB below the Ec/Io range.
-    EXPECT_EQ(log->mOutOfRange, 2u);
-
+    EXPECT_EQ(Text(Extracted(0xB188, Envelope({{35, 1, payload}}))),
+              (Lines{"used measurement lte v1 out of range 2",
+                     "wcdma neighbour ch 10663 cell 397 RSCP -96.00 EcIo -10.00",
+                     "wcdma neighbour ch 10663 cell 12 RSCP -76.00 EcIo -3.00",
+                     "wcdma neighbour ch 10688 cell 511"}));
     payload.pop_back();
     EXPECT_EQ(Extracted(0xB188, Envelope({{35, 1, payload}})).mStatus, MEAS_BAD_LENGTH);
     EXPECT_EQ(Extracted(0xB188, Envelope({{35, 1, Hex("00 05 00 00 01 00 00")}})).mStatus, MEAS_BAD_LENGTH);

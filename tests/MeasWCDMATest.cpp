@@ -1,107 +1,50 @@
-// WCDMA cell, neighbour and RRC state logs (0x4127, 0x4005, 0x4125). No real capture holds any of them, so
-// the expected values are those the measurement facts page gives for its published packets (0x4127 and
-// 0x4005 version 2); the other versions are built from readable fields at the offsets of the page's
-// record tables.
+// WCDMA cell, neighbour and RRC state logs (0x4127, 0x4005, 0x4125). No capture holds any of them: expected
+// values are those the facts page gives for its published packets (0x4127 and 0x4005 version 2); the other
+// versions carry readable fields at the offsets of the page's record tables.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "meas/MeasExtractor.h"
-#include "tests/MeasPayloadBuilder.h"
+#include "tests/MeasTestSupport.h"
 
 namespace {
 
 const char* const kCellId = "f1250000 a7290000 41852d08 0000 07 00 d018 020602 00030f 9d9c0000 01000000";
 
-TEST(MeasWCDMA, CellIdPublishedPacket) {
-    const sExtracted got = Extracted(0x4127, Hex(kCellId));
-    ASSERT_EQ(got.mStatus, MEAS_OK);
-    EXPECT_EQ(got->mKind, MEAS_KIND_SERVING_CELL);
-    EXPECT_EQ(got->mTechnology, RADIO_WCDMA);
-    EXPECT_EQ(got->mOutOfRange, 0u);
-    const sCellInfo& info = got->mCellInfo;
-    EXPECT_EQ(info.mFields, CELL_HAS_DL_CHANNEL | CELL_HAS_UL_CHANNEL | CELL_HAS_CELL | CELL_HAS_IDENTITY |
-                                CELL_HAS_AREA | CELL_HAS_PLMN);
-    EXPECT_EQ(info.mULChannel, 9713u);
-    EXPECT_EQ(info.mDLChannel, 10663u);
-    EXPECT_EQ(info.mIdentity, 0x082D8541u);
-    // The PSC word 0x18D0 holds 397 above 4 low bits; taken whole it would be 6352, no scrambling code.
-    EXPECT_EQ(info.mCell, 397);
-    EXPECT_EQ(info.mMCC, 262);
-    EXPECT_EQ(info.mMNC, 3);
-    EXPECT_EQ(info.mMNCDigits, 2);
-    EXPECT_EQ(info.mArea, 0x9C9Du);
-}
-
-TEST(MeasWCDMA, CellIdFieldsOutsideTheirRanges) {
+// The published packet, then fields changed to the ends of their ranges and one past. The PSC word 0x18D0
+// holds 397 above 4 low bits (taken whole it would be 6352, no scrambling code).
+TEST(MeasWCDMA, CellIdPublishedPacketAndFieldRanges) {
     const struct {
-        const char* mName;
         size_t mAt;
         const char* mBytes;
-        uint32_t mMissing;
-        unsigned int mOutOfRange;
-        uint16_t mMNC;
-        uint8_t mMNCDigits;
-        uint16_t mPSC;
+        const char* mHeader;
+        const char* mInfo;
     } cases[] = {
-        {"3-digit MNC 010", 21, "000100", 0, 0, 10, 3, 397},
-        {"PSC 511", 16, "f01f", 0, 0, 3, 2, 511},
-        {"PSC 512", 16, "0020", CELL_HAS_CELL, 1, 3, 2, 0},
-        {"UC-Id of 29 bits", 8, "00000010", CELL_HAS_IDENTITY, 1, 3, 2, 397},
-        {"LAC of 17 bits", 24, "00000100", CELL_HAS_AREA, 1, 3, 2, 397},
-        {"MCC digit 10", 19, "0a", CELL_HAS_PLMN, 1, 0, 0, 397},
-        {"MNC filler in the first digit", 21, "0f", CELL_HAS_PLMN, 1, 0, 0, 397},
+        {0, "", "", "dl 10663 ul 9713 cell 397 id 0x82d8541 area 0x9c9d plmn 262-03"},
+        {21, "000100", "", "dl 10663 ul 9713 cell 397 id 0x82d8541 area 0x9c9d plmn 262-010"},
+        {16, "f01f", "", "dl 10663 ul 9713 cell 511 id 0x82d8541 area 0x9c9d plmn 262-03"},
+        {16, "0020", " out of range 1", "dl 10663 ul 9713 id 0x82d8541 area 0x9c9d plmn 262-03"},
+        {8, "00000010", " out of range 1", "dl 10663 ul 9713 cell 397 area 0x9c9d plmn 262-03"},
+        {24, "00000100", " out of range 1", "dl 10663 ul 9713 cell 397 id 0x82d8541 plmn 262-03"},
+        {19, "0a", " out of range 1", "dl 10663 ul 9713 cell 397 id 0x82d8541 area 0x9c9d"},
+        {21, "0f", " out of range 1", "dl 10663 ul 9713 cell 397 id 0x82d8541 area 0x9c9d"},
     };
     for (const auto& c : cases) {
         cPayloadBuilder body;
-        const sExtracted got = Extracted(0x4127, body.PutHex(0, kCellId).PutHex(c.mAt, c.mBytes).Body());
-        ASSERT_EQ(got.mStatus, MEAS_OK) << c.mName;
-        EXPECT_EQ(got->mOutOfRange, c.mOutOfRange) << c.mName;
-        EXPECT_EQ(got->mCellInfo.mFields & c.mMissing, 0u) << c.mName;
-        EXPECT_EQ(got->mCellInfo.mMNC, c.mMNC) << c.mName;
-        EXPECT_EQ(got->mCellInfo.mMNCDigits, c.mMNCDigits) << c.mName;
-        EXPECT_EQ(got->mCellInfo.mCell, c.mPSC) << c.mName;
+        EXPECT_EQ(Text(Extracted(0x4127, body.PutHex(0, kCellId).PutHex(c.mAt, c.mBytes).Body())),
+                  (Lines{std::string("used serving cell wcdma v0") + c.mHeader, c.mInfo}));
     }
     Bytes cut = Hex(kCellId);
     cut.pop_back();
     EXPECT_EQ(Extracted(0x4127, cut).mStatus, MEAS_BAD_LENGTH);
 }
 
-struct sWCDMACell {
-    eRadioTechnology mTechnology;
-    uint32_t mChannel;
-    bool mHasCell;
-    uint16_t mCell;
-    double mRSCP;
-    double mEcIo;
-};
-
-void ExpectCells(const sExtracted& got, const std::vector<sWCDMACell>& want, const std::string& what) {
-    ASSERT_EQ(got.mStatus, MEAS_OK) << what;
-    EXPECT_EQ(got->mKind, MEAS_KIND_MEASUREMENT) << what;
-    ASSERT_EQ(got->mCellCount, want.size()) << what;
-    for (size_t i = 0; i < want.size(); ++i) {
-        const sMeasuredCell& cell = got->mCells[i];
-        EXPECT_EQ(cell.mTechnology, want[i].mTechnology) << what << " cell " << i;
-        EXPECT_FALSE(cell.mServing) << what << " cell " << i;
-        EXPECT_TRUE(cell.mHasChannel) << what << " cell " << i;
-        EXPECT_EQ(cell.mChannel, want[i].mChannel) << what << " cell " << i;
-        EXPECT_EQ(cell.mHasCell, want[i].mHasCell) << what << " cell " << i;
-        EXPECT_EQ(cell.mCell, want[i].mCell) << what << " cell " << i;
-        EXPECT_TRUE(SameLevel(cell.mRSCP, want[i].mRSCP)) << what << " cell " << i;
-        EXPECT_TRUE(SameLevel(cell.mEcIo, want[i].mEcIo)) << what << " cell " << i;
-        EXPECT_TRUE(std::isnan(cell.mRxLev) && std::isnan(cell.mRSRP)) << what << " cell " << i;
-    }
-}
-
 TEST(MeasWCDMA, ReselectionRankPublishedPacket) {
-    const sExtracted got = Extracted(0x4005, Hex("8200 0000000000 "
-                                                 "f1293200b6a5fff1f5ff000000000000 "
-                                                 "f1293100b39effdedeff040000008000"));
-    ExpectCells(got, {{RADIO_WCDMA, 10737, true, 50, -95, -7.5}, {RADIO_WCDMA, 10737, true, 49, -98, -17.0}},
-                "version 2 published");
-    EXPECT_EQ(got->mLogVersion, 2u);
-    EXPECT_EQ(got->mTechnology, RADIO_WCDMA);
+    EXPECT_EQ(Text(Extracted(0x4005, Hex("8200 0000000000 "
+                                         "f1293200b6a5fff1f5ff000000000000 "
+                                         "f1293100b39effdedeff040000008000"))),
+              (Lines{"used measurement wcdma v2", "wcdma neighbour ch 10737 cell 50 RSCP -95.00 EcIo -7.50",
+                     "wcdma neighbour ch 10737 cell 49 RSCP -98.00 EcIo -17.00"}));
 }
 
 // One WCDMA and one GSM cell in each version's records: the WCDMA record's RSCP at C+4 and Ec/Io at C+7,
@@ -122,89 +65,67 @@ cPayloadBuilder Rank(const sRankLayout& layout, unsigned int wcdma = 1, unsigned
     return body.Put(gsmAt + 5, 2, -1).Resize(gsmAt + layout.mGSMSize);
 }
 
+// Each version's records; one byte short, or one cell more of either kind, fails the length check.
 TEST(MeasWCDMA, ReselectionRankEveryVersion) {
     for (const sRankLayout& layout : kRankLayouts) {
-        const std::string what = "version " + std::to_string(layout.mVersion);
-        const sExtracted got = Extracted(0x4005, Rank(layout).Body());
-        ExpectCells(got, {{RADIO_WCDMA, 10700, true, 300, -81, -10.5}, {RADIO_GSM, 871, true, 33, NA, NA}},
-                    what);
-        EXPECT_EQ(got->mLogVersion, layout.mVersion) << what;
-        EXPECT_EQ(got->mOutOfRange, 0u) << what;
+        EXPECT_EQ(Text(Extracted(0x4005, Rank(layout).Body())),
+                  (Lines{"used measurement wcdma v" + std::to_string(layout.mVersion),
+                         "wcdma neighbour ch 10700 cell 300 RSCP -81.00 EcIo -10.50",
+                         "gsm neighbour ch 871 cell 33"}));
         Bytes cut = Rank(layout).Body();
         cut.pop_back();
-        EXPECT_EQ(Extracted(0x4005, cut).mStatus, MEAS_BAD_LENGTH) << what;
-        EXPECT_EQ(Extracted(0x4005, Rank(layout, 2, 1).Body()).mStatus, MEAS_BAD_LENGTH) << what;
-        EXPECT_EQ(Extracted(0x4005, Rank(layout, 1, 2).Body()).mStatus, MEAS_BAD_LENGTH) << what;
+        EXPECT_EQ(Extracted(0x4005, cut).mStatus, MEAS_BAD_LENGTH) << layout.mVersion;
+        EXPECT_EQ(Extracted(0x4005, Rank(layout, 2, 1).Body()).mStatus, MEAS_BAD_LENGTH) << layout.mVersion;
+        EXPECT_EQ(Extracted(0x4005, Rank(layout, 1, 2).Body()).mStatus, MEAS_BAD_LENGTH) << layout.mVersion;
     }
     // Version 3 (both top bits) has no layout; a body without its two count bytes is cut.
     EXPECT_EQ(Extracted(0x4005, Hex("c100 f1293200b6a5fff1f5ff")).mStatus, MEAS_UNSUPPORTED_VERSION);
     EXPECT_EQ(Extracted(0x4005, Hex("00")).mStatus, MEAS_BAD_LENGTH);
-    EXPECT_EQ(Extracted(0x4005, Hex("")).mStatus, MEAS_BAD_LENGTH);
-    const sExtracted none = Extracted(0x4005, Hex("0000"));
-    EXPECT_EQ(none.mStatus, MEAS_OK);
-    EXPECT_EQ(none->mCellCount, 0u);
+    EXPECT_EQ(Text(Extracted(0x4005, Hex("0000"))), Lines{"used measurement wcdma v0"});
 }
 
 // RSCP i8 - 21 inside -120..-25 dBm, Ec/Io i8 / 2 inside -24..0 dB, PSC up to 511, BSIC up to 63.
 TEST(MeasWCDMA, ReselectionRankValuesOutsidePhysicalRanges) {
     const struct {
-        int8_t mRSCP;
-        int8_t mEcIo;
-        uint16_t mPSC;
-        uint16_t mBSIC;
-        double mWantRSCP;
-        double mWantEcIo;
-        bool mHasPSC;
-        bool mHasBSIC;
-        unsigned int mOutOfRange;
+        int8_t mRSCP, mEcIo;
+        uint16_t mPSC, mBSIC;
+        const char *mHeader, *mWCDMA, *mGSM;
     } cases[] = {
-        {-99, -48, 511, 63, -120, -24, true, true, 0},
-        {-100, -49, 512, 64, NA, NA, false, false, 4},
-        {-4, 0, 0, 0, -25, 0, true, true, 0},
-        {-3, 1, 0, 0, NA, NA, true, true, 2},
+        {-99, -48, 511, 63, "", " cell 511 RSCP -120.00 EcIo -24.00", " cell 63"},
+        {-100, -49, 512, 64, " out of range 4", "", ""},
+        {-4, 0, 0, 0, "", " cell 0 RSCP -25.00 EcIo 0.00", " cell 0"},
+        {-3, 1, 0, 0, " out of range 2", " cell 0", " cell 0"},
     };
     for (const auto& c : cases) {
         cPayloadBuilder body = Rank(kRankLayouts[1]);
         body.Put(2 + 2, 2, c.mPSC).Put(2 + 4, 1, c.mRSCP).Put(2 + 7, 1, c.mEcIo).Put(2 + 11 + 2, 2, c.mBSIC);
-        const sExtracted got = Extracted(0x4005, body.Body());
-        ASSERT_EQ(got.mStatus, MEAS_OK);
-        ASSERT_EQ(got->mCellCount, 2u);
-        EXPECT_TRUE(SameLevel(got->mCells[0].mRSCP, c.mWantRSCP)) << int(c.mRSCP);
-        EXPECT_TRUE(SameLevel(got->mCells[0].mEcIo, c.mWantEcIo)) << int(c.mEcIo);
-        EXPECT_EQ(got->mCells[0].mHasCell, c.mHasPSC) << c.mPSC;
-        EXPECT_EQ(got->mCells[1].mHasCell, c.mHasBSIC) << c.mBSIC;
-        EXPECT_EQ(got->mOutOfRange, c.mOutOfRange) << int(c.mRSCP);
+        EXPECT_EQ(Text(Extracted(0x4005, body.Body())),
+                  (Lines{std::string("used measurement wcdma v1") + c.mHeader,
+                         std::string("wcdma neighbour ch 10700") + c.mWCDMA,
+                         std::string("gsm neighbour ch 871") + c.mGSM}));
     }
 }
 
+// Each state value of the page's table, the first value past it, and a longer body.
 TEST(MeasWCDMA, RRCState) {
     const struct {
         const char* mBody;
-        eRRCState mState;
-        const char* mName;
-        unsigned int mOutOfRange;
+        const char* mState;
     } cases[] = {
-        {"00", RRC_STATE_IDLE, "DISCONNECTED", 0},
-        {"01", RRC_STATE_CONNECTING, "CONNECTING", 0},
-        {"02", RRC_STATE_CONNECTED, "CELL_FACH", 0},
-        {"03", RRC_STATE_CONNECTED, "CELL_DCH", 0},
-        {"04", RRC_STATE_CONNECTED, "CELL_PCH", 0},
-        {"05", RRC_STATE_CONNECTED, "URA_PCH", 0},
-        {"06", RRC_STATE_UNKNOWN, "", 1},
-        {"03ff", RRC_STATE_CONNECTED, "CELL_DCH", 0},
+        {"00", "DISCONNECTED raw 0 idle"},
+        {"01", "CONNECTING raw 1 connecting"},
+        {"02", "CELL_FACH raw 2 connected"},
+        {"03", "CELL_DCH raw 3 connected"},
+        {"04", "CELL_PCH raw 4 connected"},
+        {"05", "URA_PCH raw 5 connected"},
+        {"06", " raw 6 unknown"},
+        {"03ff", "CELL_DCH raw 3 connected"},
     };
     for (const auto& c : cases) {
-        const sExtracted got = Extracted(0x4125, Hex(c.mBody));
-        ASSERT_EQ(got.mStatus, MEAS_OK) << c.mBody;
-        EXPECT_EQ(got->mKind, MEAS_KIND_RRC_STATE) << c.mBody;
-        ASSERT_EQ(got->mStateCount, 1u) << c.mBody;
-        const sRRCStateChange& state = got->mStates[0];
-        EXPECT_EQ(state.mTechnology, RADIO_WCDMA) << c.mBody;
-        EXPECT_EQ(state.mState, c.mState) << c.mBody;
-        EXPECT_STREQ(state.mName, c.mName) << c.mBody;
-        EXPECT_EQ(state.mRaw, Hex(c.mBody)[0]) << c.mBody;
-        EXPECT_EQ(state.mTimestamp, 0u) << c.mBody;
-        EXPECT_EQ(got->mOutOfRange, c.mOutOfRange) << c.mBody;
+        EXPECT_EQ(
+            Text(Extracted(0x4125, Hex(c.mBody))),
+            (Lines{std::string("used rrc state wcdma v0") + (c.mState[0] == ' ' ? " out of range 1" : ""),
+                   std::string("wcdma ") + c.mState}));
     }
     EXPECT_EQ(Extracted(0x4125, Hex("")).mStatus, MEAS_BAD_LENGTH);
 }
