@@ -1,8 +1,6 @@
-// Writes WCDMA RRC SYSTEM INFORMATION messages field by field, most significant bit first, as the network
-// sends them (unaligned PER), and wraps them in 0x412F logs. A test then reads like the message it sends:
-//
-//   cSIMessageWriter::BCH(PAYLOAD_LAST_AND_FIRST).LastSegmentShort(19, 2, tail).FirstSegmentShort(5, 3,
-//   head).Log()
+// Writes WCDMA RRC SYSTEM INFORMATION messages field by field, most significant bit first (unaligned PER),
+// and wraps them in 0x412F logs:
+// SI::BCH(PAYLOAD_LAST_AND_FIRST).LastSegmentShort(...).FirstSegmentShort(...).Log()
 #pragma once
 
 #include <gtest/gtest.h>

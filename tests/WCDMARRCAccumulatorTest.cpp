@@ -1,8 +1,8 @@
+// Rebuilding WCDMA system information blocks from hand-written messages (tests/SIMessageWriter.h).
 #include "wcdma/WCDMARRCAccumulator.h"
 
 #include <gtest/gtest.h>
 
-#include <list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,13 +54,12 @@ void Replay(const sSequence& s) {
     EXPECT_EQ(accumulator.mSIMs.size(), s.mOpen) << s.mName;
 }
 
-TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
+TEST(WCDMARRCAccumulator, SequencesOfLogsAndTheBlocksRebuiltFromThem) {
     const std::vector<std::pair<unsigned int, BitString>> list = {
         {0, PatternBits(62, 4)}, {7, PatternBits(1, 5)}, {2, PatternBits(214, 6)}, {31, PatternBits(255, 7)}};
-    std::vector<Bytes> bchList, fachList;
+    std::vector<Bytes> bchList;
     for (const auto& sib : list) {
         bchList.push_back(RebuiltLog(254, 3, static_cast<unsigned char>(sib.first), sib.second));
-        fachList.push_back(RebuiltLog(255, 3, static_cast<unsigned char>(sib.first), sib.second));
     }
     // 16 SIBs, the most a list holds; then a list whose 10th entry announces more bits than the message
     // holds: the first nine stay in the result.
@@ -80,47 +79,18 @@ TEST(WCDMARRCAccumulator, WholeSIBsAndSIBListsOnBothChannels) {
     const Bytes handWorked = RebuiltLog(254, 0x5A, 13, kWhole);
     ASSERT_EQ(handWorked.size(), 16u + 34);
     EXPECT_EQ(Bytes(&handWorked[16], &handWorked[21]), Bytes({254, 0x5A, 30, 0, 13}));
-    const sSequence cases[] = {
-        {"BCH complete SIB",
-         {SI::BCH(PAYLOAD_COMPLETE_SIB, 1234).CompleteSIB(13, kWhole).Log(0x5A)},
-         {RebuiltLog(254, 0x5A, 13, kWhole)}},
-        {"FACH complete SIB",
-         {SI::FACH(PAYLOAD_COMPLETE_SIB).CompleteSIB(13, kWhole).Log(0x5A)},
-         {RebuiltLog(255, 0x5A, 13, kWhole)}},
-        {"BCH list", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(list).Log(3)}, bchList},
-        {"FACH list", {SI::FACH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(list).Log(3)}, fachList},
-        {"list of 16", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(sixteen).Log()}, sixteenBuilt},
-        {"list that runs short", {shortList.Log()}, nineBuilt},
-        // The 8-bit length wraps: 255 stands for 0 bits, and the next entry follows at once.
-        {"length field 255",
-         {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST)
-              .Field(4, 1)
-              .Field(5, 6)
-              .Field(8, 255)
-              .Field(5, 8)
-              .Field(8, 29)
-              .Data(kTail.substr(0, 30))
-              .Log()},
-         {WrapLog(254, 0, {6}), BCHRebuilt(8, kTail.substr(0, 30))}},
-    };
-    for (const sSequence& c : cases) {
-        Replay(c);
-    }
-}
-
-TEST(WCDMARRCAccumulator, SegmentedSIBs) {
     std::vector<BitString> many;
-    sSequence sixteen = {"sixteen, fixed last", {}, {}, 0};
+    sSequence sixteenSegments = {"sixteen, fixed last", {}, {}, 0};
     BitString sixteenBits;
     for (unsigned int i = 0; i < 16; ++i) {
         many.push_back(PatternBits(222, 200 + i));
         sixteenBits += many[i];
-        sixteen.mLogs.push_back(
+        sixteenSegments.mLogs.push_back(
             i == 0   ? SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(19, 16, many[0]).Log()
             : i < 15 ? SI::BCH(PAYLOAD_SUBSEQUENT_SEGMENT).SubsequentSegment(19, i, many[i]).Log()
                      : SI::BCH(PAYLOAD_LAST_SEGMENT).LastSegment(19, 15, many[15]).Log());
     }
-    sixteen.mBuilt = {BCHRebuilt(19, sixteenBits)};
+    sixteenSegments.mBuilt = {BCHRebuilt(19, sixteenBits)};
     const Bytes first2 = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(11, 2, kSeg1).Log();
     const Bytes first3 = SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(11, 3, kSeg1).Log();
     const Bytes sub1 = SI::BCH(PAYLOAD_SUBSEQUENT_SEGMENT).SubsequentSegment(11, 1, kSeg2).Log();
@@ -137,11 +107,55 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
             .LastSegmentShort(5, 1, bits)
             .Log(header);
     };
+    const BitString rest = PatternBits(33, 53);
+    const BitString one = PatternBits(120, 63);
+    const BitString two = PatternBits(8, 64);
+    const std::vector<std::pair<unsigned int, BitString>> pair = {{20, one}, {21, two}};
+    const Bytes pairBuilt[] = {BCHRebuilt(20, one), BCHRebuilt(21, two)};
+    const Bytes finishSecond = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(2, 1, rest).Log();
+    const auto lastAndFirst = [](unsigned int lastIndex) {
+        return SI::BCH(PAYLOAD_LAST_AND_FIRST)
+            .LastSegmentShort(1, lastIndex, kTail)
+            .FirstSegmentShort(2, 2, kHead)
+            .Log();
+    };
+    const auto firstOne = [](unsigned int count) {
+        return SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(1, count, kSeg1).Log();
+    };
+    // 15 + 5 + 4 bits: the index is there, the 8-bit length is not.
+    const Bytes cutCombined = SI::BCH(PAYLOAD_LAST_AND_FIRST).Field(5, 1).Field(4, 0).Log();
+    const Bytes cutAlone = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).Field(5, 1).Field(4, 0).Log();
+    const Bytes whole = SI::BCH(PAYLOAD_COMPLETE_SIB).CompleteSIB(1, kWhole).Log();
+    const auto with = [&whole](size_t offset, unsigned char value) {
+        Bytes log = whole;
+        log[offset] = value;
+        return log;
+    };
     const sSequence cases[] = {
-        {"two, fixed last", {first2, last1}, {BCHRebuilt(11, kSeg1 + kSeg2)}},
-        {"two, short last", {first2, shortLast1}, {BCHRebuilt(11, kSeg1 + kTail)}},
+        // Whole SIBs and SIB lists on both channels.
+        {"BCH complete SIB",
+         {SI::BCH(PAYLOAD_COMPLETE_SIB, 1234).CompleteSIB(13, kWhole).Log(0x5A)},
+         {RebuiltLog(254, 0x5A, 13, kWhole)}},
+        {"FACH complete SIB",
+         {SI::FACH(PAYLOAD_COMPLETE_SIB).CompleteSIB(13, kWhole).Log(0x5A)},
+         {RebuiltLog(255, 0x5A, 13, kWhole)}},
+        {"BCH list", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(list).Log(3)}, bchList},
+        {"list of 16", {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST).CompleteSIBList(sixteen).Log()}, sixteenBuilt},
+        {"list that runs short", {shortList.Log()}, nineBuilt},
+        // The 8-bit length wraps: 255 stands for 0 bits, and the next entry follows at once.
+        {"length field 255",
+         {SI::BCH(PAYLOAD_COMPLETE_SIB_LIST)
+              .Field(4, 1)
+              .Field(5, 6)
+              .Field(8, 255)
+              .Field(5, 8)
+              .Field(8, 29)
+              .Data(kTail.substr(0, 30))
+              .Log()},
+         {WrapLog(254, 0, {6}), BCHRebuilt(8, kTail.substr(0, 30))}},
+        // Segmented SIBs.
         {"three, short last", {first3, sub1, shortLast2}, {BCHRebuilt(11, kSeg1 + kSeg2 + kTail)}},
-        sixteen,
+        sixteenSegments,
         {"first segment of count 1",
          {SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(4, 1, kSeg1).Log()},
          {BCHRebuilt(4, kSeg1)}},
@@ -165,32 +179,7 @@ TEST(WCDMARRCAccumulator, SegmentedSIBs) {
           lastFive(false, kTail, 0), lastFive(true, kHead, 1), lastFive(true, kTail, 0)},
          {RebuiltLog(255, 0, 5, kSeg2 + kTail), RebuiltLog(254, 1, 5, kSeg3 + kHead),
           BCHRebuilt(5, kSeg1 + kTail)}},
-    };
-    for (const sSequence& c : cases) {
-        Replay(c);
-    }
-}
-
-TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
-    const BitString rest = PatternBits(33, 53);
-    const BitString one = PatternBits(120, 63);
-    const BitString two = PatternBits(8, 64);
-    const std::vector<std::pair<unsigned int, BitString>> list = {{20, one}, {21, two}};
-    const Bytes listBuilt[] = {BCHRebuilt(20, one), BCHRebuilt(21, two)};
-    const Bytes finishSecond = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(2, 1, rest).Log();
-    const auto lastAndFirst = [](unsigned int lastIndex) {
-        return SI::BCH(PAYLOAD_LAST_AND_FIRST)
-            .LastSegmentShort(1, lastIndex, kTail)
-            .FirstSegmentShort(2, 2, kHead)
-            .Log();
-    };
-    const auto firstOne = [](unsigned int count) {
-        return SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(1, count, kSeg1).Log();
-    };
-    // 15 + 5 + 4 bits: the index is there, the 8-bit length is not.
-    const Bytes cutCombined = SI::BCH(PAYLOAD_LAST_AND_FIRST).Field(5, 1).Field(4, 0).Log();
-    const Bytes cutAlone = SI::BCH(PAYLOAD_LAST_SEGMENT_SHORT).Field(5, 1).Field(4, 0).Log();
-    const sSequence cases[] = {
+        // Combined payloads keep the message order.
         {"lastAndFirst joins both",
          {firstOne(2), lastAndFirst(1), finishSecond},
          {BCHRebuilt(1, kSeg1 + kTail), BCHRebuilt(2, kHead + rest)}},
@@ -203,36 +192,20 @@ TEST(WCDMARRCAccumulator, CombinedPayloadsKeepMessageOrder) {
         {"lastAndFirst too early erases the old SIB",
          {firstOne(3), lastAndFirst(1), finishSecond},
          {BCHRebuilt(2, kHead + rest)}},
-        {"lastAndComplete",
-         {SI::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(3, 2, kSeg1).Log(),
-          SI::BCH(PAYLOAD_LAST_AND_COMPLETE).LastSegmentShort(3, 1, kTail).CompleteSIBList(list).Log()},
-         {BCHRebuilt(3, kSeg1 + kTail), listBuilt[0], listBuilt[1]}},
+        // lastAndComplete: ISFStoreWCDMATest.
         {"completeAndFirst, then lastAndCompleteAndFirst ending with a first segment of count 1",
-         {SI::BCH(PAYLOAD_COMPLETE_AND_FIRST).CompleteSIBList(list).FirstSegmentShort(3, 2, kHead).Log(),
+         {SI::BCH(PAYLOAD_COMPLETE_AND_FIRST).CompleteSIBList(pair).FirstSegmentShort(3, 2, kHead).Log(),
           SI::BCH(PAYLOAD_LAST_AND_COMPLETE_AND_FIRST)
               .LastSegmentShort(3, 1, kTail)
-              .CompleteSIBList(list)
+              .CompleteSIBList(pair)
               .FirstSegmentShort(9, 1, one)
               .Log()},
-         {listBuilt[0], listBuilt[1], BCHRebuilt(3, kHead + kTail), listBuilt[0], listBuilt[1],
+         {pairBuilt[0], pairBuilt[1], BCHRebuilt(3, kHead + kTail), pairBuilt[0], pairBuilt[1],
           BCHRebuilt(9, one)}},
         // Deliberately asymmetric: a cut combined message keeps the SIB, a cut last segment alone erases it.
         {"cut lastAndFirst", {firstOne(2), cutCombined}, {}, 1},
         {"cut last segment", {firstOne(2), cutAlone}, {}},
-    };
-    for (const sSequence& c : cases) {
-        Replay(c);
-    }
-}
-
-TEST(WCDMARRCAccumulator, InputsThatYieldNothing) {
-    const Bytes whole = SI::BCH(PAYLOAD_COMPLETE_SIB).CompleteSIB(1, kWhole).Log();
-    const auto with = [&whole](size_t offset, unsigned char value) {
-        Bytes log = whole;
-        log[offset] = value;
-        return log;
-    };
-    const sSequence cases[] = {
+        // Inputs that yield nothing.
         {"log of 20 bytes", {WrapLog(4, 0, {})}},
         {"length beyond the log", {with(18, static_cast<unsigned char>(whole[18] + 1))}},
         {"other log code", {with(7, 0x40)}},
@@ -242,7 +215,6 @@ TEST(WCDMARRCAccumulator, InputsThatYieldNothing) {
         {"FACH message type 1", {SI::FACH(PAYLOAD_COMPLETE_SIB, 1).CompleteSIB(1, kWhole).Log()}},
         {"no segment", {SI::BCH(PAYLOAD_NO_SEGMENT).CompleteSIB(1, kWhole).Log()}},
         {"spare choice 11", {SI::BCH(11).CompleteSIB(1, kWhole).Log()}},
-        {"spare choice 15", {SI::BCH(15).CompleteSIB(1, kWhole).Log()}},
         {"complete SIB short of 226 bits",
          {SI::FACH(PAYLOAD_COMPLETE_SIB).CompleteSIB(1, PatternBits(218, 9)).Log()}},
         {"first segment of count 1 short of 222 bits",
