@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -28,12 +27,10 @@ public:
             return false;
         }
         mText.append(data, size);
-        ++mWrites;
         return true;
     }
     std::string mText;
     size_t mFailAfter = 0;
-    size_t mWrites = 0;
 };
 
 // An events row (time, subscription, technology, event, detail).
@@ -53,24 +50,22 @@ std::string Write(eTable table, eTableFormat format, const std::vector<std::vect
 }
 
 TEST(TableWriter, TimesAsDumpPrintsThem) {
-    // The facts page's worked example (capture A's first packet, 2015-08-01 02:11:40.984841), and days
-    // around leap years, centuries and the ends of months, against dump's formatting of the same time.
+    // The facts page's worked example (capture A's first packet, 2015-08-01 02:11:40.984841), the last
+    // time of four digits and one before 1970, then every day of 1970 to 2104, all against dump.
     const int64_t kMsFrom1601 = static_cast<int64_t>(FILETIME_UNIX_EPOCH / FILETIME_UNITS_PER_MS);
     const struct {
         int64_t mMs;
         const char* mText;
     } cases[] = {
-        {1438395100984, "2015-08-01T02:11:40.984Z"},   {0, "1970-01-01T00:00:00.000Z"},
-        {951782400000, "2000-02-29T00:00:00.000Z"},    {4107542399999, "2100-02-28T23:59:59.999Z"},
-        {4107542400000, "2100-03-01T00:00:00.000Z"},   {1605527784678, "2020-11-16T11:56:24.678Z"},
-        {253402300799999, "9999-12-31T23:59:59.999Z"}, {-1, "before-1970"},
+        {1438395100984, "2015-08-01T02:11:40.984Z"},
+        {253402300799999, "9999-12-31T23:59:59.999Z"},
+        {-1, "before-1970"},
     };
     for (const auto& c : cases) {
         char text[kValueTextSize];
         EXPECT_EQ(std::string(text, FormatTimeUTC(c.mMs, text)), c.mText);
         EXPECT_EQ(FormatUTC(static_cast<uint64_t>(c.mMs + kMsFrom1601)), c.mText);
     }
-    // Every day of 1970 to 2104 at a varying time of day, against dump.
     cTimeText cached;
     for (int64_t day = 0; day < 49000; day += 1) {
         const int64_t ms = day * 86400000 + (day * 7919) % 86400000;
@@ -81,27 +76,10 @@ TEST(TableWriter, TimesAsDumpPrintsThem) {
 }
 
 TEST(TableWriter, NumbersExactly) {
-    const struct {
-        double mValue;
-        const char* mText;
-    } reals[] = {
-        {-99.3125, "-99.3125"},
-        {-98.5625, "-98.5625"},
-        {1.4, "1.4"},
-        {20, "20"},
-        {-90.0078125, "-90.0078125"},
-        {0.1 + 0.2, "0.30000000000000004"},
-        {-0.5, "-0.5"},
-        {NAN, "nan"},
-    };
-    for (const auto& c : reals) {
-        char text[kValueTextSize];
-        EXPECT_EQ(std::string(text, FormatReal(c.mValue, text)), c.mText);
-    }
-    // Every multiple of 1/128 over the measurement ranges and beyond, and values off that grid, as the
-    // standard library's shortest form writes them.
-    std::vector<double> values = {-0.0,           1e-300, 5e-324, 1e300, 16777216.5, 2147483647.0 / 128,
-                                  1e7 + 1.0 / 128};
+    // Every multiple of 1/128 and 1/10 over the measurement ranges and beyond, values off that grid and
+    // NaN, as the standard library's shortest form writes them.
+    std::vector<double> values = {-0.0,      1e-300,          5e-324, 1e300, 16777216.5, 2147483647.0 / 128,
+                                  0.1 + 0.2, 1e7 + 1.0 / 128, NAN};
     for (int64_t k = -200 * 128; k <= 60 * 128; ++k) {
         values.push_back(static_cast<double>(k) / 128);
         values.push_back(static_cast<double>(k) / 10);
@@ -118,9 +96,7 @@ TEST(TableWriter, NumbersExactly) {
         const char* mCode;
     } integers[] = {
         {0xB193, "45459", "0xB193"},
-        {0x4005, "16389", "0x4005"},
         {0x60, "96", "0x0060"},
-        {0, "0", "0x0000"},
         {-5, "-5", "0xFFFFFFFFFFFFFFFB"},
         {std::numeric_limits<int64_t>::min(), "-9223372036854775808", "0x8000000000000000"},
     };
@@ -131,63 +107,63 @@ TEST(TableWriter, NumbersExactly) {
     }
 }
 
-TEST(TableWriter, CSVQuotesWhatNeedsIt) {
-    const std::string csv = Write(
-        TABLE_EVENTS, TABLE_FORMAT_CSV,
-        {Event(1605527784678, Int(1), "handover", "pci 225 earfcn 38400 -> pci 162 earfcn 1350"),
-         Event(1605527784679, Null(), "attach_reject", "cause 24 (security mode rejected, unspecified)"),
-         Event(1605527784680, Int(2), "odd", "say \"hi\"\nthen go"),
-         Event(1605527784681, Int(2), "cr", "a\rb")});
-    EXPECT_EQ(
-        csv,
-        "time_utc,subscription,technology,event,detail\n"
-        "2020-11-16T11:56:24.678Z,1,lte,handover,pci 225 earfcn 38400 -> pci 162 earfcn 1350\n"
-        "2020-11-16T11:56:24.679Z,,lte,attach_reject,\"cause 24 (security mode rejected, unspecified)\"\n"
-        "2020-11-16T11:56:24.680Z,2,lte,odd,\"say \"\"hi\"\"\nthen go\"\n"
-        "2020-11-16T11:56:24.681Z,2,lte,cr,\"a\rb\"\n");
-}
-
-TEST(TableWriter, JSONArrayOfObjects) {
+// A text cell, or a missing one, as CSV quotes it (RFC 4180) and JSON escapes it (RFC 8259).
+TEST(TableWriter, TextCellsInCSVAndJSON) {
+    const struct {
+        const char* mText;
+        const char* mCSV;
+        const char* mJSON;
+    } cases[] = {
+        {"", "", "null"},
+        {"pci 225 -> pci 162", "pci 225 -> pci 162", "\"pci 225 -> pci 162\""},
+        {"cause 24 (rejected, unspecified)", "\"cause 24 (rejected, unspecified)\"",
+         "\"cause 24 (rejected, unspecified)\""},
+        {"say \"hi\"\nthen go", "\"say \"\"hi\"\"\nthen go\"", "\"say \\\"hi\\\"\\u000athen go\""},
+        {"a\rb", "\"a\rb\"", "\"a\\u000db\""},
+        {"a\\b\tc", "a\\b\tc", "\"a\\\\b\\u0009c\""},
+    };
+    for (const auto& c : cases) {
+        const std::vector<std::vector<sValue>> rows = {Event(1, Null(), "x", c.mText)};
+        EXPECT_EQ(Write(TABLE_EVENTS, TABLE_FORMAT_CSV, rows),
+                  std::string("time_utc,subscription,technology,event,detail\n"
+                              "1970-01-01T00:00:00.001Z,,lte,x,") +
+                      c.mCSV + "\n");
+        EXPECT_EQ(Write(TABLE_EVENTS, TABLE_FORMAT_JSON, rows),
+                  std::string("[\n{\"time_utc\":\"1970-01-01T00:00:00.001Z\",\"subscription\":null,"
+                              "\"technology\":\"lte\",\"event\":\"x\",\"detail\":") +
+                      c.mJSON + "}\n]\n");
+    }
     EXPECT_EQ(Write(TABLE_EVENTS, TABLE_FORMAT_JSON, {}), "[]\n");
-    const std::string json =
-        Write(TABLE_EVENTS, TABLE_FORMAT_JSON,
-              {Event(0, Int(1), "rrc_idle", ""), Event(1, Null(), "a\\b", "tab\there \"q\"")});
-    EXPECT_EQ(
-        json,
-        "[\n"
-        "{\"time_utc\":\"1970-01-01T00:00:00.000Z\",\"subscription\":1,\"technology\":\"lte\",\"event\":"
-        "\"rrc_idle\",\"detail\":null},\n"
-        "{\"time_utc\":\"1970-01-01T00:00:00.001Z\",\"subscription\":null,\"technology\":\"lte\",\"event\":"
-        "\"a\\\\b\",\"detail\":\"tab\\u0009here \\\"q\\\"\"}\n"
-        "]\n");
-}
-
-// The CSV of the same row: the real capture's case below.
-TEST(TableWriter, AMeasurementRowAsJSON) {
-    // Time, subscription, technology, log code, serving, channel, cell, then seven values.
-    const std::vector<sValue> row = {
-        Int(1564481946750), Null(),        Text("lte"), Int(0xB193), Int(1), Int(1825), Int(73),
-        Real(-98.5625),     Real(-9.8125), Null(),      Null(),      Null(), Null(),    Null()};
-    EXPECT_EQ(Write(TABLE_MEASUREMENTS, TABLE_FORMAT_JSON, {row}),
-              "[\n{\"time_utc\":\"2019-07-30T10:19:06.750Z\",\"subscription\":null,\"technology\":\"lte\","
-              "\"log_code\":\"0xB193\",\"serving\":1,\"arfcn\":1825,\"pci\":73,\"rsrp_dbm\":-98.5625,"
-              "\"rsrq_db\":-9.8125,\"rssi_dbm\":null,\"sinr_db\":null,\"rscp_dbm\":null,\"ecio_db\":null,"
-              "\"rxlev_dbm\":null}\n]\n");
 }
 
 TEST(TableWriter, TheFirstServingMeasurementOfARealCaptureAsTheFormatsPageWorksItOut) {
-    // The first 0xB193 of lte_bler.bin (real capture D, Apache-2.0; tests/data/meas_lte_bler.txt), the
-    // formats page's worked example: PCI 73 on EARFCN 1825, RSRP raw 663 + 640 -> -98.5625 dBm, RSRQ raw 323
-    // -> -9.8125 dB, RSSI raw 642 -> -69.875 dBm, SNR of chain 0 raw 291 -> 9.1 dB (chain 1: 7.9).
+    // The formats page's worked example, the first 0xB193 of lte_bler.bin (tests/data/meas_lte_bler.txt),
+    // among every table's rows, the other tables' passed over.
     const std::vector<Bytes> packets = HexLines("meas_lte_bler.txt");
     ASSERT_FALSE(packets.empty());
-    cStringOutput output;
-    cTableWriter writer(TABLE_MEASUREMENTS, TABLE_FORMAT_CSV, output);
-    cCaptureTables capture(TableBit(TABLE_MEASUREMENTS));
-    ASSERT_TRUE(capture.Item(0, packets[0].data(), packets[0].size(), 5, 1564481946750, writer));
-    ASSERT_TRUE(writer.Finish());
-    EXPECT_EQ(output.mText.substr(output.mText.find('\n') + 1),
-              "2019-07-30T10:19:06.750Z,,lte,0xB193,1,1825,73,-98.5625,-9.8125,-69.875,9.1,,,\n");
+    const struct {
+        eTableFormat mFormat;
+        const char* mText;
+    } cases[] = {
+        {TABLE_FORMAT_CSV,
+         "time_utc,subscription,technology,log_code,serving,arfcn,pci,rsrp_dbm,rsrq_db,rssi_dbm,sinr_db,rscp_"
+         "dbm,"
+         "ecio_db,rxlev_dbm\n2019-07-30T10:19:06.750Z,,lte,0xB193,1,1825,73,-98.5625,-9.8125,-69.875,9.1,,,"
+         "\n"},
+        {TABLE_FORMAT_JSON,
+         "[\n{\"time_utc\":\"2019-07-30T10:19:06.750Z\",\"subscription\":null,\"technology\":\"lte\","
+         "\"log_code\":\"0xB193\",\"serving\":1,\"arfcn\":1825,\"pci\":73,\"rsrp_dbm\":-98.5625,"
+         "\"rsrq_db\":-9.8125,\"rssi_dbm\":-69.875,\"sinr_db\":9.1,\"rscp_dbm\":null,\"ecio_db\":null,"
+         "\"rxlev_dbm\":null}\n]\n"},
+    };
+    for (const auto& c : cases) {
+        cStringOutput output;
+        cTableWriter writer(TABLE_MEASUREMENTS, c.mFormat, output);
+        cCaptureTables capture(kAllTables);
+        ASSERT_TRUE(capture.Item(0, packets[0].data(), packets[0].size(), 5, 1564481946750, writer));
+        ASSERT_TRUE(writer.Finish());
+        EXPECT_EQ(output.mText, c.mText);
+    }
 }
 
 TEST(TableWriter, AlignedTextMeasuresItsFirstRows) {
@@ -222,28 +198,17 @@ TEST(TableWriter, BinaryMessagesAsHex) {
               "1970-01-01T00:00:00.000Z,,lte,LTE RRC DL-DCCH,dl,850,303,0xB0C0,280200ff\n");
 }
 
-TEST(TableWriter, RowsOfOtherTablesArePassedOver) {
-    const std::vector<sValue> event = Event(0, Int(1), "x", "");
-    cStringOutput output;
-    cTableWriter writer(TABLE_CELLS, TABLE_FORMAT_CSV, output);
-    EXPECT_TRUE(writer.Row(TABLE_EVENTS, event.data()));
-    EXPECT_TRUE(writer.Finish());
-    EXPECT_EQ(writer.Rows(), 0u);
-    EXPECT_EQ(std::count(output.mText.begin(), output.mText.end(), '\n'), 1);
-}
-
 TEST(TableWriter, AFailingOutputStopsTheRows) {
     cStringOutput output;
     output.mFailAfter = 100000;
     cTableWriter writer(TABLE_EVENTS, TABLE_FORMAT_CSV, output);
-    const std::vector<sValue> row =
-        Event(1605527784678, Int(1), "handover", "pci 225 earfcn 38400 -> pci 162 earfcn 1350");
+    const std::vector<sValue> row = Event(1605527784678, Int(1), "handover", "pci 225 -> pci 162");
     size_t rows = 0;
     while (writer.Row(TABLE_EVENTS, row.data()) && rows < 100000) {
         ++rows;
     }
     EXPECT_LT(rows, 100000u) << "the writer said stop";
-    EXPECT_GT(output.mWrites, 0u) << "it wrote in large pieces before";
+    EXPECT_FALSE(output.mText.empty()) << "it wrote what fitted before";
     EXPECT_FALSE(writer.Finish());
 }
 
