@@ -1,9 +1,6 @@
-// The core of recording a raw stream (decode, stamp, store) as a front end without signals or terminals
-// calls it: real capture A fed in chunks of any size gives the same file, requests go in their place, and
-// a frame cut by the end counts as bad.
+// The core of recording a raw stream (decode, stamp, store): requests go in their place, a frame cut by the
+// end counts as bad, and the sink after it may stop it. Capture A through it: tests/tool (record, rotation).
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "Shared/HDLC.h"
 #include "tests/DiagPackets.h"
@@ -13,57 +10,6 @@
 namespace {
 
 using isftest::cTempDir;
-
-// Records `stream` into `path`, handed over in chunks of `chunk` bytes (0: through Space, 1 MB at most).
-sISFFile Record(const Bytes& stream, size_t chunk, const std::string& path, uint64_t* bad = nullptr) {
-    cISFStore store;
-    EXPECT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-    cStreamRecorder recorder(store, cItemClock(ITEM_CLOCK_PACKET));
-    EXPECT_TRUE(recorder.Ready());
-    size_t at = 0;
-    while (at < stream.size()) {
-        if (chunk == 0) {
-            size_t room = 0;
-            unsigned char* space = recorder.Space(room);
-            const size_t n = std::min(room, stream.size() - at);
-            std::copy(stream.begin() + at, stream.begin() + at + n, space);
-            EXPECT_TRUE(recorder.Decode(n, isftest::kT0));
-            at += n;
-        } else {
-            const size_t n = std::min(chunk, stream.size() - at);
-            EXPECT_TRUE(recorder.Feed(stream.data() + at, n, isftest::kT0));
-            at += n;
-        }
-    }
-    EXPECT_TRUE(recorder.End(isftest::kT0));
-    EXPECT_EQ(recorder.Status(), 0u);
-    if (bad != nullptr) {
-        *bad = recorder.Decoder().mBadFrames;
-    }
-    store.CloseFileStore();
-    return ReadISFFile(path);
-}
-
-TEST(StreamRecorder, CaptureAInChunksOfAnySizeGivesTheSameItems) {
-    const Bytes stream = ReadTestData("raw_diag_stream_a.bin");
-    ASSERT_EQ(stream.size(), 317107u);
-    cTempDir dir;
-    const sISFFile whole = Record(stream, 0, dir.File("whole.isf"));
-    ASSERT_TRUE(whole.Consistent() && whole.mClosed) << isftest::Problems(whole);
-    // 5,501 frames (the formats page's description of capture A) and the tool-version record.
-    ASSERT_EQ(whole.mItems.size(), 5502u);
-    // The first log packet carries its own time: 2015-08-01 02:11:40.984 UTC (the formats page's example).
-    EXPECT_EQ(whole.mItems[1].mTimeMs / 1000, 13082868700ULL);
-    for (size_t chunk : {1, 7, 4096, 100000}) {
-        const sISFFile pieces = Record(stream, chunk, dir.File("pieces.isf"));
-        ASSERT_EQ(pieces.mItems.size(), whole.mItems.size()) << chunk;
-        for (size_t i = 1; i < whole.mItems.size(); ++i) {
-            ASSERT_EQ(Bytes(pieces.mItems[i].mPayload), Bytes(whole.mItems[i].mPayload))
-                << chunk << ", item " << i;
-            ASSERT_EQ(pieces.mItems[i].mTimeMs, whole.mItems[i].mTimeMs) << chunk << ", item " << i;
-        }
-    }
-}
 
 TEST(StreamRecorder, RequestsInTheirPlaceAndACutFrameCountedAtTheEnd) {
     const Bytes log = LogPacket(0xB0C1, Hex("02 6700 7909 0000 d002 0419"));

@@ -106,16 +106,4 @@ TEST(ToolSystemInformation, MessagesRebuildTheBlocks) {
     EXPECT_EQ(Rebuild(shortParts), (std::vector<Bytes>{Expected(255, 7, sib7), Expected(255, 2, sib2)}));
 }
 
-TEST(ToolSystemInformation, BCHMessagesFillTheTransportBlock) {
-    cSystemInformation message = cSystemInformation::BCH(5, 9);
-    message.CompleteSIB(SIB_TYPE_2, EncodeSIB2({7}));
-    const Bytes payload = message.LogPayload();
-    // 11 + 4 + 5 + 226 = 246 bits: 31 bytes after the 4-byte header.
-    ASSERT_EQ(payload.size(), 35u);
-    EXPECT_EQ(payload[0], 4);
-    EXPECT_EQ(payload[2], 31);
-    EXPECT_EQ(payload[4], 5 >> 3);                 // SFN prime 00000000101, first 8 bits
-    EXPECT_EQ(payload[5], (5 & 7) << 5 | 9 << 1);  // its last 3 bits, choice 1001, first bit of the SIB type
-}
-
 }  // namespace

@@ -1,7 +1,5 @@
-// Sources for the tests of recording and capture, in place of a device: a stream of byte chunks that
-// arrive one a read, and a device's diagnostic port acted out in memory, which answers the configuration
-// requests as a handset does and can stay silent, answer late, go away and come back. The answers
-// themselves (cDiagResponder) are also the modem simulator's that the tool's own tests drive.
+// Sources for the tests of recording and capture in place of a device: byte chunks one a read, and a
+// diagnostic port in memory whose answers (cDiagResponder) are also the modem simulator's.
 #pragma once
 
 #include <signal.h>
@@ -75,14 +73,10 @@ public:
     int mPauseMs = 0;
 };
 
-// A handset's answers to the requests that configure logging, framed into mOut. It reports the item counts
-// of the handset that recorded capture A (equipment 1, 4, 5, 7, 11) and keeps each equipment's mask; it
-// logs what it was asked into `log` (if any), one line each:
-//   disable | ranges | mask EQUIP COUNT CODE... | debug-text LEVEL | events ON | other CODE | refused CODE |
-//   bad request
-// `mode`: normal; silent (never answers); refuse-mask (a bad-parameter reply to the mask of equipment 11);
-// refuse (the error reply `count` to every request); noisy (before each answer: bytes outside any frame, a
-// copy of the answer with a bad check sequence, and a run longer than any frame).
+// A handset's answers to the logging configuration, framed into mOut, with capture A's handset's item
+// counts (equipment 1, 4, 5, 7, 11); each request is a line of `log`. `mode`: normal; silent; refuse-mask
+// (of equipment 11); refuse (the error reply `count` to all); noisy (junk, a damaged copy and an over-long
+// run before each answer).
 class cDiagResponder : public cPacketSink {
 public:
     explicit cDiagResponder(FILE* log = nullptr, std::string mode = "normal", long count = 0)
@@ -107,7 +101,6 @@ public:
         }
         return true;
     }
-    // Every equipment id it reports has its mask: logging is on.
     bool Configured() const { return mMasks.size() == kEquipments; }
     void Refuse(unsigned char code, const Bytes& request) {
         Bytes answer{code};
@@ -198,35 +191,26 @@ private:
 };
 
 // A handset's diagnostic port in memory, answering as cDiagResponder does. Once every equipment id it
-// reports has a mask it streams mLogs, one frame a read.
+// reports has a mask it streams mLogs, one frame a read, and raises SIGINT when they are out.
 class cScriptedDevice : public cSource, private cPacketSink {
 public:
     cScriptedDevice() { mName = "scripted"; }
 
-    // --- the script ---
     std::vector<Bytes> mLogs;
-    bool mWritable = true;
     int mSilentRequests = 0;         // the first N requests get no answer
     bool mLateErrorToFirst = false;  // the error reply to the first (unanswered) request comes later
-    size_t mGoneAfterLogs = 0;       // goes away once this many logs are out (0: never)
-    int mFailedOpens = 0;            // after going away, this many opens fail
-    bool mComesBack = true;          // false: every open after going away fails
-    bool mStopWhenStreamed = true;   // raises SIGINT once every log is out
+    size_t mGoneAfterLogs = 0;       // goes away for good once this many logs are out (0: never)
 
-    // --- what happened ---
     std::vector<Bytes> mRequests;  // every request, as received
     int mOpens = 0;
-    int mWrites = 0;
 
     bool Open(std::string& error) override {
         ++mOpens;
-        if (mGone && (!mComesBack || mFailedOpens-- > 0)) {
+        if (mGone) {
             error = "does not exist";
             return false;
         }
-        mGone = false;
         mOpen = true;
-        mAnswers.mMasks.clear();
         return true;
     }
     eSourceRead Read(unsigned char* into, size_t room, size_t& got, int timeoutMs, const sigset_t*) override {
@@ -236,9 +220,9 @@ public:
             return SOURCE_GONE;
         }
         Bytes& out = mAnswers.mOut;
-        if (out.empty() && Streaming() && mSent < mLogs.size()) {
-            if (mGoneAfterLogs != 0 && mSent == mGoneAfterLogs && !mWentAway) {
-                mWentAway = mGone = true;
+        if (out.empty() && mAnswers.Configured() && mSent < mLogs.size()) {
+            if (mGoneAfterLogs != 0 && mSent == mGoneAfterLogs) {
+                mGone = true;
                 mReason = "unplugged";
                 return SOURCE_GONE;
             }
@@ -246,7 +230,7 @@ public:
             out.insert(out.end(), frame.begin(), frame.end());
         }
         if (out.empty()) {
-            if (mStopWhenStreamed && mSent == mLogs.size() && Streaming()) {
+            if (mSent == mLogs.size() && mAnswers.Configured()) {
                 raise(SIGINT);
             }
             usleep(static_cast<useconds_t>(std::min(timeoutMs < 0 ? 5 : timeoutMs, 5)) * 1000);
@@ -258,7 +242,6 @@ public:
         return SOURCE_DATA;
     }
     bool Write(const unsigned char* data, size_t size, int) override {
-        ++mWrites;
         if (!mOpen || mGone) {
             mReason = "cannot write: unplugged";
             return false;
@@ -269,11 +252,9 @@ public:
         return true;
     }
     void Close() override { mOpen = false; }
-    bool CanWrite() const override { return mWritable; }
+    bool CanWrite() const override { return true; }
 
 private:
-    bool Streaming() const { return !mWritable || mAnswers.Configured(); }
-
     bool Packet(sSharedBuffer* packet) override {
         mRequests.emplace_back(packet->mData, packet->mData + packet->mSize);
         if (static_cast<int>(mRequests.size()) <= mSilentRequests) {
@@ -290,7 +271,6 @@ private:
     size_t mSent = 0;
     bool mOpen = false;
     bool mGone = false;
-    bool mWentAway = false;
 };
 
 }  // namespace tooltest

@@ -1,19 +1,9 @@
-// A modem's diagnostic port for the tool's tests. It is reached through a pseudo-terminal (by default), a
-// pseudo-terminal behind a symbolic link (--link PATH: the name stays when it is unplugged and plugged
-// again), a TCP port on the loopback interface (--tcp) or a socket file (--socket PATH), and writes the name
-// to capture from (the terminal, the link, tcp:127.0.0.1:PORT, the socket file) into the file PORT, whole
-// (written beside it, then renamed: a test that sees the file sees the name). It answers the requests that
-// configure logging as the tool's in-memory test device does (cDiagResponder, tests/ToolTestSources.h, whose
-// lines it writes to LOG) and, once every equipment id it reports has its mask, streams the log packets of a
-// real capture whose codes are switched on (the capture's responses are not sent). It also logs "bad frame"
-// for a request whose framing or check sequence is wrong, "unplugged" and "plugged", "streamed N" once the
-// whole capture is out (N log packets), and at the end "sent N" (log packets sent) and "waited N" (writes
-// that found the terminal full). Every byte it receives also goes, as received, to LOG.wire.
-//
+// A modem's diagnostic port for tests/tool/PalvorinToolTest.sh: answers the logging configuration as
+// cDiagResponder (tests/ToolTestSources.h) and then streams the enabled log packets of a real capture. It
+// logs each request (and "bad frame", "unplugged", "plugged", "streamed N", "sent N", "waited N") to LOG,
+// the bytes received to LOG.wire, and writes the name to capture from into PORT whole (renamed into place).
 //   palvorin_modem_simulator [--link PATH | --tcp | --socket PATH] STREAM LOG PORT [MODE [N [MS]]]
-// MODE: one of cDiagResponder's (normal, silent, refuse-mask, refuse N, noisy); vanish N (goes away after N
-// log packets); unplug N MS (after N log packets goes away for MS milliseconds, comes back at the same name
-// unconfigured, and streams the rest once configured again).
+// MODE: cDiagResponder's; vanish N (gone after N log packets); unplug N MS (away for MS ms after N).
 
 #include <arpa/inet.h>
 #include <errno.h>
@@ -89,17 +79,6 @@ private:
     size_t mNext = 0;
     bool mUnplugged = false;
 };
-
-// Writes `name` and a newline into `path` whole: into a file beside it first, then renamed over it.
-bool WritePortName(const std::string& path, const char* name) {
-    const std::string temporary = path + ".tmp";
-    FILE* out = fopen(temporary.c_str(), "w");
-    if (out == nullptr) {
-        return false;
-    }
-    const bool written = name != nullptr && fprintf(out, "%s\n", name) > 0;
-    return (fclose(out) == 0) && written && rename(temporary.c_str(), path.c_str()) == 0;
-}
 
 // Where the tool reaches the device, as a connection that can be broken and made again at the same name.
 class cPort {
@@ -207,26 +186,15 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);  // a tool that closed its socket is seen by the next read, not a signal
     std::string kind = "pty";
     std::string where;
-    while (argc > 1 && strncmp(argv[1], "--", 2) == 0) {
-        const std::string option = argv[1];
-        if ((option == "--link" || option == "--socket") && argc > 2) {
-            kind = option.substr(2);
-            where = argv[2];
-            argv += 2;
-            argc -= 2;
-        } else if (option == "--tcp") {
-            kind = "tcp";
-            argv += 1;
-            argc -= 1;
-        } else {
-            break;
-        }
+    if (argc > 2 && strncmp(argv[1], "--", 2) == 0) {
+        kind = argv[1] + 2;  // link, tcp or socket; the last two take a path
+        const int used = kind == "tcp" ? 1 : 2;
+        where = argv[used];
+        argv += used;
+        argc -= used;
     }
     if (argc < 4) {
-        fprintf(stderr,
-                "usage: %s [--link PATH | --tcp | --socket PATH] STREAM LOG PORT [normal|silent|refuse-mask|"
-                "refuse N|vanish N|unplug N MS|noisy]\n",
-                argv[0]);
+        fprintf(stderr, "usage: see the head of ModemSimulator.cpp\n");
         return 2;
     }
     std::ifstream in(argv[1], std::ios::binary);
@@ -260,7 +228,10 @@ int main(int argc, char** argv) {
     if (!port.Plug()) {
         return 1;
     }
-    if (!WritePortName(argv[3], port.Name().c_str())) {
+    const std::string named = std::string(argv[3]) + ".tmp";
+    FILE* name = fopen(named.c_str(), "w");
+    if (name == nullptr || fprintf(name, "%s\n", port.Name().c_str()) <= 0 || fclose(name) != 0 ||
+        rename(named.c_str(), argv[3]) != 0) {
         perror(argv[3]);
         return 1;
     }
