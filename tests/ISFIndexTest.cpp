@@ -32,7 +32,6 @@ TEST(cIndex, SetAuxiliaryIndexWritesTheHeaderAndSetsTheFlags) {
         {4294967295LL, 0xFFFFFFFF, 0x00, {0xFF, 0x4F, 0x1D, 0x8F, 0x07, 0x0C, 0, 0}, 0x60},
         // Backwards: 13222310399999 = 0x0C06_8F1D_4FFF, absolute.
         {-1, 0xFFFFFFFF, 0x08, {0xFF, 0x4F, 0x1D, 0x8F, 0x06, 0x0C, 0, 0}, 0x68},
-        {0, 7, 0x00, {0x00, 0x07, 0, 0, 0}, 0x80},
         {300, 0x01020304, 0x09, {0x2C, 0x01, 0x04, 0x03, 0x02, 0x01}, 0xA9},
         {-1, 0, 0x00, {0xFF, 0x4F, 0x1D, 0x8F, 0x06, 0x0C, 0, 0, 0, 0, 0, 0}, 0xE0},
         // Narrow widths clear stale width bits; bit 7 is never cleared.
@@ -58,10 +57,9 @@ TEST(FiletimeToCDMA, CountsPeriodsAndFractionsSince1980January6) {
     } const cases[] = {
         {epoch - 1, 0},
         {epoch, 0},
-        {epoch + 1, 3},                                   // 12288 / 3125
-        {epoch + 12499, 49148},                           // the largest fraction
-        {epoch + 12500, 1ULL << 16},                      // one whole 1.25 ms period
-        {132223104000000000ULL, 1009497600000ULL << 16},  // 2020-01-01: 1261872000000 ms / 1.25
+        {epoch + 1, 3},               // 12288 / 3125
+        {epoch + 12499, 49148},       // the largest fraction
+        {epoch + 12500, 1ULL << 16},  // one whole 1.25 ms period
     };
     for (const auto& c : cases) {
         unsigned long long out = 12345;

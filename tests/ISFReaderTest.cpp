@@ -46,8 +46,7 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
     const unsigned int lastWidth = clean.mItems.back().mWidthCode;
     ASSERT_LT(lastWidth, 3u) << "a delta, written just after the open";
     const size_t tableStart = clean.mItems.back().mPayloadOffset + 20;
-    // Outcomes without a problem: an unclosed file with nothing behind its last record but zeros, or with
-    // other bytes there.
+    // Outcomes without a problem (unclosed files): only zeros, or other bytes, behind the last record.
     const uint64_t kFine = ~0ULL;
     const uint64_t kDirtyTail = ~1ULL;
     const uint64_t kCutShort = ~2ULL;  // as kDirtyTail (the newest record is there), without its item
@@ -62,16 +61,13 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         {"descriptor base time", [&](Bytes& b) { b[size - 24] ^= 1; }, size - 32},
         {"next-block link past the end", [](Bytes& b) { PutLE(b.data() + 4 + 57344, 1ULL << 40, 8); },
          4 + 57344},
-        {"entry after an unused slot", [](Bytes& b) { b[4 + 7 * 100 + 6] = 1; }, 4 + 700},
         {"entry of length 0", [&](Bytes& b) { PutLE(b.data() + 4 + 7 * (items - 1) + 5, 0, 2); },
          4 + 7 * (items - 1)},
         {"delta of all ones",
          [&](Bytes& b) { memset(b.data() + lastRecord, 0xFF, ISF_TIME_FIELD_SIZE[lastWidth]); }, lastRecord},
         {"table cut short", [&](Bytes& b) { b.erase(b.end() - 17); }, tableStart},
-        // The newest entry pointing past the end: its record was written before it.
-        {"last record cut", [&](Bytes& b) { b.resize(tableStart - 1); }, 4 + 7 * (items - 1)},
-        // A writer killed while writing its newest entry, whose length goes last: an entry of length 0 in an
-        // unclosed file is one never finished; with an entry in use after it, it is damage.
+        // An entry of length 0 in an unclosed file is one a killed writer never finished, unless one in use
+        // follows it.
         {"unclosed, newest entry without its length",
          [&](Bytes& b) {
              b.resize(tableStart);
@@ -84,14 +80,8 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
              PutLE(b.data() + 4 + 7 * (items - 2) + 5, 0, 2);
          },
          4 + 7 * (items - 1)},
-        {"no table and trailer", [&](Bytes& b) { b.resize(tableStart); }, kFine},
-        // What a writer that grows its file in zero-filled steps leaves when it is killed.
-        {"zeros behind the last record",
-         [&](Bytes& b) {
-             b.resize(tableStart);
-             b.resize(tableStart + 100000, 0);
-         },
-         kFine},
+        // A killed writer's zero-filled growth step passes; one other byte far behind the last record not (a
+        // record cut, an unclosed file and zeros only: the tool's verify test).
         {"zeros and one other byte behind the last record",
          [&](Bytes& b) {
              b.resize(tableStart);
@@ -99,20 +89,10 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
              b[tableStart + 70000] = 1;
          },
          kDirtyTail},
-        {"a partly written record behind the last",
-         [&](Bytes& b) {
-             b.resize(tableStart);
-             b.insert(b.end(), {0x00, 0x10, 0x00, 0x0C});
-         },
-         kDirtyTail},
         {"first block cut short", [](Bytes& b) { b.resize(1000); }, kDirtyTail},
         {"empty", [](Bytes& b) { b.clear(); }, kFine},
         {"half the magic", [](Bytes& b) { b.resize(2); }, kDirtyTail},
-        {"half a wrong magic",
-         [](Bytes& b) {
-             b = {0x08, 0x32};
-         },
-         0},
+        {"half a wrong magic", [](Bytes& b) { b.assign(2, 0x32); }, 0},
     };
     {
         // A writer that shrinks the file while it is read (one that grew it in zero-filled steps, at its
@@ -138,10 +118,7 @@ TEST(ISFReader, ReportsEachInconsistencyWithItsOffsetAndAcceptsFilesCutAfterTheL
         cCopy copy;
         const sISFSummary summary = windowed.Walk(copy);
         EXPECT_EQ(copy.mProblems, Problems(file)) << c.mName;
-        ASSERT_EQ(copy.mPayloads.size(), file.mItems.size()) << c.mName;
-        for (size_t i = 0; i < file.mItems.size(); ++i) {
-            EXPECT_EQ(copy.mPayloads[i], file.mItems[i].mPayload) << c.mName << ", item " << i;
-        }
+        EXPECT_EQ(copy.mPayloads, Payloads(file, 0)) << c.mName;
         EXPECT_EQ(summary.mClosed, file.mClosed) << c.mName;
         EXPECT_EQ(summary.mUnindexedZero, file.mUnindexedZero) << c.mName;
         if (c.mOffset == kFine || c.mOffset == kDirtyTail || c.mOffset == kCutShort) {

@@ -22,9 +22,8 @@ Bytes NumberedItem(uint32_t i) {
     return packet;
 }
 
-// Child: writes numbered items for ever, 0.3 ms apart so that the time fields widen, every 1000th a second
-// in the past; sets `opened` once the file is open (its header written) and counts in `returned` the
-// writes that returned 0.
+// Child: writes numbered items 0.3 ms apart (every 1000th a second in the past) for ever; sets `opened`
+// once the file is open and counts in `returned` the writes that returned 0.
 [[noreturn]] void WriteUntilKilled(const std::string& path, cISFStreamFactory* streams,
                                    std::atomic<uint32_t>& opened, std::atomic<uint32_t>& returned) {
     cISFStore store(streams);

@@ -1,12 +1,16 @@
-// Files written through the store and read back through the reader in tools/.
+// Files written through the store and read back through the reader in tools/, and the store's answers to
+// the byte arrays of the Java methods.
 #include <time.h>
 
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <tuple>
 
+#include "jni/ISFItemArray.h"
 #include "tests/ISFTestSupport.h"
 #include "tests/LogCapture.h"
+#include "tests/SIMessageWriter.h"
 
 namespace {
 
@@ -18,20 +22,6 @@ sISFFile ReadGood(const std::string& path, bool closed = true) {
     EXPECT_TRUE(file.Consistent()) << path << "\n" << Problems(file);
     EXPECT_EQ(file.mClosed, closed) << path;
     return file;
-}
-
-std::vector<Bytes> Payloads(const sISFFile& file, size_t from) {
-    std::vector<Bytes> payloads;
-    for (size_t i = from; i < file.mItems.size(); ++i) {
-        payloads.push_back(file.mItems[i].mPayload);
-    }
-    return payloads;
-}
-
-// A time `deltaMs` from the base time of the first block, which the open set from the clock.
-FILETIME AtBase(const std::string& path, int64_t deltaMs) {
-    const sISFFile file = ReadISFFile(path);
-    return static_cast<FILETIME>(static_cast<int64_t>(file.mBlocks.at(0).mBaseMs) + deltaMs) * 10000;
 }
 
 // The tool-version record is item 0 of every file, stamped with the time of the open.
@@ -73,41 +63,15 @@ TEST(ISFStore, OpenThenCloseWritesHeaderToolVersionRecordTableAndTrailer) {
     EXPECT_EQ(record, expected);
 }
 
-TEST(ISFStore, The8193rdItemStartsASecondBlockAndPatchesTheFirstBlocksLink) {
+// 9 index blocks (the tool-version record, 8 full blocks, then one item): all linked and in the table, and
+// every item read back in order with its own time.
+TEST(ISFStore, NineIndexBlocksAreEachInTheTableAndEveryItemReadsBackInOrder) {
     cTempDir dir;
-    const std::string path = dir.File("two-blocks.isf");
+    const std::string path = dir.File("nine-blocks.isf");
+    const uint32_t items = 8 * 8192;
     cISFStore store;
     ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-    const FILETIME time = AtBase(path, 3);
-    for (int i = 1; i < 8192; ++i) {  // items 2 to 8192 of the file
-        ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 4), time), 0u);
-    }
-    EXPECT_EQ(ReadGood(path, false).mBlocks.at(0).mNext, 0u);
-    ASSERT_EQ(Write(store, 3, LogPacket(0x1234, 9), time + 69997 * 10000), 0u);
-    store.CloseFileStore();
-    const sISFFile file = ReadGood(path);
-    ASSERT_EQ(file.mBlocks.size(), 2u);
-    // 4 + 57360 + (1 + 165) for the tool-version record + 8191 records of 1 + 20 bytes.
-    const uint64_t secondBlock = 4 + 57360 + 166 + 8191ULL * 21;
-    EXPECT_EQ(file.mBlocks[1].mOffset, secondBlock);
-    EXPECT_EQ(file.mBlocks[0].mNext, secondBlock);
-    EXPECT_EQ(file.mBlocks[1].mBaseMs, file.mBlocks[0].mBaseMs + 70000);
-    ASSERT_EQ(file.mItems.size(), 8193u);
-    EXPECT_EQ(file.mItems.back().mRecordOffset, secondBlock + 57360);
-    EXPECT_EQ(file.mItems.back().mSlot, 0u);
-    EXPECT_EQ(file.mItems.back().mTimeField, 0u);
-    EXPECT_EQ(file.mTrailerCount, 8193u);
-}
-
-// The closing table grows with the file: 17 index blocks (the tool-version record and 16 full blocks, then
-// one item), each named by its descriptor, every item read back in order with its own time.
-TEST(ISFStore, SeventeenIndexBlocksAreEachInTheTableAndEveryItemReadsBackInOrder) {
-    cTempDir dir;
-    const std::string path = dir.File("seventeen-blocks.isf");
-    const uint32_t items = 16 * 8192;  // with the tool-version record, one item in the 17th block
-    cISFStore store;
-    ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-    const FILETIME start = AtBase(path, 0);
+    const FILETIME start = ReadISFFile(path).mBlocks.at(0).mBaseMs * 10000;  // the clock at the open
     Bytes packet = LogPacket(0x1234, 4);
     for (uint32_t i = 0; i < items; ++i) {
         PutLE(&packet[16], i, 4);
@@ -115,10 +79,8 @@ TEST(ISFStore, SeventeenIndexBlocksAreEachInTheTableAndEveryItemReadsBackInOrder
     }
     store.CloseFileStore();
     const sISFFile file = ReadGood(path);
-    ASSERT_EQ(file.mBlocks.size(), 17u);
+    ASSERT_EQ(file.mBlocks.size(), 9u);
     ASSERT_EQ(file.mItems.size(), items + 1u);
-    EXPECT_EQ(file.mTrailerCount, items + 1u);
-    EXPECT_EQ(file.mItems.back().mBlock, 16u);
     for (uint32_t i = 0; i < items; ++i) {
         const sISFItem& item = file.mItems[i + 1];
         ASSERT_EQ(GetLE(&item.mPayload[16], 4), i);
@@ -126,45 +88,45 @@ TEST(ISFStore, SeventeenIndexBlocksAreEachInTheTableAndEveryItemReadsBackInOrder
     }
 }
 
-Bytes Request99(unsigned char hint) {
-    Bytes packet(28, 0);
-    packet[0] = 99;
-    packet[27] = hint;
+// A debug-trace response (subsystem 37) to `command` (8: GetItem) carrying `inner`.
+Bytes TraceRsp(const Bytes& inner, unsigned char command = 8) {
+    Bytes packet = {75, 37, command, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0};
+    for (unsigned char byte : inner) {  // not insert(): g++ 12 warns wrongly for an empty `inner`
+        packet.push_back(byte);
+    }
     return packet;
 }
 
-TEST(ISFStore, ItemTypesAndAuxiliaryValuesOfATableOfPackets) {
+// Types derived from the packets (hints: ISFClassifyTest) and the items unwrapped from a valid debug-trace
+// GetItem response (validity: SubsystemCmdTest), each at its packet's time; hint B goes with 0x412F only.
+TEST(ISFStore, ItemTypesAuxiliaryValuesAndUnwrappedItemsOfATableOfPackets) {
     const uint32_t kNone = 0xFFFFFFFF;
+    const Bytes log = LogPacket(0x1234, 3);
+    using tItem = std::tuple<Bytes, unsigned int, uint32_t, uint64_t>;  // payload, type, aux, ms after kT0
     struct sCase {
         const char* mName;
         unsigned int mProtocol;
         Bytes mPacket;
         unsigned int mType;  // 99 for a refused item
         uint32_t mAux;
+        std::vector<std::pair<Bytes, unsigned int>> mUnwrapped = {};  // payloads, types of the items after it
     } const cases[] = {
         {"log of 15 bytes", 3, Bytes{0x10, 0, 11, 0, 11, 0, 0x04, 0x10, 0, 0, 0, 0, 0, 0, 0}, 0, kNone},
-        {"plain log", 3, LogPacket(0x1234, 3), 5, kNone},
+        {"plain log", 3, log, 5, kNone},
         {"OTA log, hint A unset", 3, LogPacket(0x1004, 3), 8, kNone},
-        {"request 99 sets hint A to 5", 4, Request99(5), 2, kNone},
-        {"OTA log carries hint A", 3, LogPacket(0x1004, 3), 8, 5},
-        {"hint A still 5", 3, LogPacket(0x138D, 0), 8, 5},
-        {"0x1048 carries no hint", 3, LogPacket(0x1048, 2), 8, kNone},
-        {"OTA 0x412F, hint B unset", 3, LogPacket(0x412F, 2), 8, kNone},
+        {"request 96", 4, Bytes{96, 1}, 2, kNone},
         {"dispatch request 9/0 sets hint B", 4, Bytes{75, 9, 0, 0, 0x01, 0x02, 0x03}, 10, kNone},
         {"OTA 0x412F carries hint B", 3, LogPacket(0x412F, 2), 8, 0x030201},
         {"event 96 0 0 of 3 bytes", 3, Bytes{96, 0, 0}, 1, kNone},
         {"event 96 0 1", 3, Bytes{96, 0, 1}, 4, kNone},
         {"event 96 of 4 bytes", 3, Bytes{96, 0, 0, 0}, 4, kNone},
         {"116 0 0 of 3 bytes", 3, Bytes{116, 0, 0}, 1, kNone},
-        {"116 of 2 bytes", 3, Bytes{116, 0}, 4, kNone},
         {"message 31", 3, Bytes{31, 1}, 6, kNone},
-        {"message 121", 3, Bytes{121}, 6, kNone},
-        {"message 146", 3, Bytes{146, 2, 3}, 6, kNone},
-        {"command 117", 3, Bytes{117, 1}, 1, kNone},
         {"dispatch response 75", 3, Bytes{75, 1, 2, 0}, 9, kNone},
-        {"dispatch response 128", 3, Bytes{128, 1, 2, 0}, 9, kNone},
-        {"request 96", 4, Bytes{96, 1}, 2, kNone},
-        {"request 128", 4, Bytes{128, 1}, 10, kNone},
+        {"trace GetItem", 3, TraceRsp(log), 9, kNone, {{log, 5}}},
+        {"trace of a trace", 3, TraceRsp(TraceRsp(log)), 9, kNone, {{TraceRsp(log), 9}, {log, 5}}},
+        {"trace GetRange", 3, TraceRsp(log, 7), 9, kNone},
+        {"trace request", 4, TraceRsp(log), 10, kNone},
         {"protocol 514", 514, Bytes{1, 2}, 7, kNone},
         {"protocol 60 log, kept", 60, LogPacket(0x1234, 0), 5, kNone},
         {"unknown command 200", 3, Bytes{200, 1}, 1, kNone},
@@ -172,39 +134,38 @@ TEST(ISFStore, ItemTypesAndAuxiliaryValuesOfATableOfPackets) {
     };
     cTempDir dir;
     const std::string path = dir.File("types.isf");
-    std::vector<const sCase*> stored;
+    std::vector<tItem> expected;
     {
         cISFStore store;
         ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
-        for (const sCase& c : cases) {
-            cLogCapture log;
+        for (uint64_t i = 0; i < std::size(cases); ++i) {
+            const sCase& c = cases[i];
+            cLogCapture logged;
             const bool refused = c.mType == 99;
-            EXPECT_EQ(Write(store, c.mProtocol, c.mPacket, kT0), refused ? 22u : 0u) << c.mName;
-            if (refused) {
-                EXPECT_EQ(log.Texts(), std::vector<std::string>{"invalid item written"}) << c.mName;
-            } else if (c.mPacket[0] >= 154) {
-                EXPECT_EQ(log.Texts(), std::vector<std::string>{"Bad Diag type 200"}) << c.mName;
-            }
+            EXPECT_EQ(Write(store, c.mProtocol, c.mPacket, AtMs(i)), refused ? 22u : 0u) << c.mName;
             if (!refused) {
-                stored.push_back(&c);
+                expected.emplace_back(c.mPacket, c.mType, c.mAux, i);
+                EXPECT_EQ(logged.Texts().size(), c.mPacket[0] >= 154 ? 1u : 0u)
+                    << c.mName << ": Bad Diag type";
+            }
+            for (const auto& [payload, type] : c.mUnwrapped) {
+                expected.emplace_back(payload, type, kNone, i);
             }
         }
         store.CloseFileStore();  // writes the kept protocol-60 packet again
     }
     const sISFFile file = ReadGood(path);
-    ASSERT_EQ(file.mItems.size(), 1 + stored.size() + 1);
-    for (size_t i = 0; i < stored.size(); ++i) {
-        const sISFItem& item = file.mItems[i + 1];
-        EXPECT_EQ(item.mType, stored[i]->mType) << stored[i]->mName;
-        EXPECT_EQ(item.mHasAux ? item.mAux : kNone, stored[i]->mAux) << stored[i]->mName;
-        EXPECT_EQ(item.mPayload, stored[i]->mPacket) << stored[i]->mName;
+    std::vector<tItem> items;
+    for (size_t i = 1; i + 1 < file.mItems.size(); ++i) {
+        const sISFItem& item = file.mItems[i];
+        items.emplace_back(item.mPayload, item.mType, item.mHasAux ? item.mAux : kNone, item.mTimeMs - kT0Ms);
     }
+    EXPECT_EQ(items, expected);
     EXPECT_EQ(file.mItems.back().mPayload, LogPacket(0x1234, 0));
 }
 
-// Opening the file being written, under any name for it, gives exactly the new file: the old one is
-// finished first, so its table and trailer do not end up behind the new items. The hints of the store
-// survive the change of file.
+// Opening the file being written, under any name for it, finishes the old one first and gives exactly the
+// new file; the store's hints survive the change of file.
 TEST(ISFStore, ReopeningTheOpenFileUnderAnyNameGivesExactlyTheNewFileAndKeepsTheHints) {
     cTempDir dir;
     const std::string path = dir.File("same.isf");
@@ -225,60 +186,11 @@ TEST(ISFStore, ReopeningTheOpenFileUnderAnyNameGivesExactlyTheNewFileAndKeepsThe
         ASSERT_EQ(Write(store, 3, LogPacket(0x412F, 1), kT0), 0u);
         store.CloseFileStore();
         const sISFFile file = ReadGood(path);
-        EXPECT_EQ(file.mTrailerCount, 3u);
         ASSERT_EQ(Payloads(file, 1), (std::vector<Bytes>{LogPacket(0x10D7, 1), LogPacket(0x412F, 1)}));
         EXPECT_EQ(file.mItems[1].mAux, 7u);
         EXPECT_EQ(file.mItems[2].mAux, 0xCCBBAAu);
         // Items before the block base time (the clock at the open): 8-byte times, then the 4-byte hints.
         EXPECT_EQ(std::filesystem::file_size(path), 57562u + 2 * (8 + 4 + 17)) << "nothing of the first file";
-    }
-}
-
-// A debug-trace response (subsystem 37) to `command` (8: GetItem) carrying `inner` with `status`.
-Bytes TraceRsp(const Bytes& inner, unsigned char status = 0, unsigned char command = 8) {
-    Bytes packet = {75, 37, command, 0, 0, 0, 0, 0, 2, status, 0, 0, 0};
-    for (unsigned char byte : inner) {  // not insert(): g++ 12 warns wrongly for an empty `inner`
-        packet.push_back(byte);
-    }
-    return packet;
-}
-
-TEST(ISFStore, ADebugTraceItemResponseIsStoredAndUnwrapped) {
-    const Bytes log = LogPacket(0x1234, 3);
-    const Bytes event = {96, 0, 0};
-    struct {
-        unsigned int mProtocol;
-        Bytes mPacket;
-        std::vector<Bytes> mPayloads;  // the items it makes, all with its timestamp
-        std::vector<unsigned int> mTypes;
-    } const cases[] = {
-        {3, TraceRsp(log), {TraceRsp(log), log}, {9, 5}},
-        {3, TraceRsp(event), {TraceRsp(event), event}, {9, 1}},
-        {3, TraceRsp(TraceRsp(log)), {TraceRsp(TraceRsp(log)), TraceRsp(log), log}, {9, 9, 5}},
-        {3, TraceRsp(log, 1), {TraceRsp(log, 1)}, {9}},        // status not 0
-        {3, TraceRsp({}), {TraceRsp({})}, {9}},                // no inner item
-        {3, TraceRsp(log, 0, 7), {TraceRsp(log, 0, 7)}, {9}},  // GetRange, not GetItem
-        {4, TraceRsp(log), {TraceRsp(log)}, {10}},             // a request
-    };
-    cTempDir dir;
-    cISFStore store;
-    ASSERT_EQ(store.OpenNewFileStore(dir.File("trace.isf").c_str()), 0u);
-    std::vector<Bytes> payloads;
-    std::vector<unsigned int> types;
-    std::vector<uint64_t> times;
-    for (const auto& c : cases) {
-        const uint64_t ms = kT0Ms + 1000 * (&c - cases);
-        ASSERT_EQ(Write(store, c.mProtocol, c.mPacket, ms * 10000), 0u);
-        payloads.insert(payloads.end(), c.mPayloads.begin(), c.mPayloads.end());
-        types.insert(types.end(), c.mTypes.begin(), c.mTypes.end());
-        times.insert(times.end(), c.mTypes.size(), ms);
-    }
-    store.CloseFileStore();
-    const sISFFile file = ReadGood(dir.File("trace.isf"));
-    ASSERT_EQ(Payloads(file, 1), payloads);
-    for (size_t i = 0; i < types.size(); ++i) {
-        EXPECT_EQ(file.mItems[i + 1].mType, types[i]) << i;
-        EXPECT_EQ(file.mItems[i + 1].mTimeMs, times[i]) << i;
     }
 }
 
@@ -317,7 +229,6 @@ TEST(ISFStore, SizeLimitsAndCallsWithoutAFileOrAfterAFailedOpen) {
     cISFStore store;
     const Bytes largest(16640, 0x42);
     EXPECT_EQ(Write(store, 3, largest, kT0), 0u) << "no file: nothing written, success";
-    EXPECT_EQ(cISFStoreInspector::ItemCount(store), 0u);
     ASSERT_EQ(store.OpenNewFileStore(path.c_str()), 0u);
     EXPECT_EQ(store.OpenNewFileStore(dir.File("missing/dir/x.isf").c_str()), 9u) << "the file stays open";
     EXPECT_EQ(store.OpenNewFileStore(nullptr), 9u);
@@ -328,6 +239,64 @@ TEST(ISFStore, SizeLimitsAndCallsWithoutAFileOrAfterAFailedOpen) {
     EXPECT_EQ(store.WriteItem(nullptr, kT0, ITEM_TYPE_DERIVE), 22u);
     store.CloseFileStore();
     EXPECT_EQ(Payloads(ReadGood(path), 1), std::vector<Bytes>{largest});
+}
+
+// The arrays of WriteItem and WriteItemWithTS, split without a JVM; the store with no file open answers.
+TEST(ISFItemArray, PrefixesAreReadOnlyWhenTheArrayHoldsThem) {
+    const unsigned int kAbsent = 0xFFFFFFFF;
+    const FILETIME kUnixEpoch = 116444736000000000ULL;  // 0x019DB1DED53E8000, little-endian below
+    struct {
+        bool mStamped;
+        Bytes mArray;
+        unsigned int mProtocol;
+        FILETIME mTime;
+        Bytes mPacket;
+        unsigned int mStatus;
+    } const cases[] = {
+        {false, {0x02, 0x02, 0, 0, 0x4B, 0x12}, 514, 0, {0x4B, 0x12}, 0},
+        {false, {3, 0, 0, 0}, 3, 0, {}, 22},  // protocol only
+        {false, {3, 0, 0}, kAbsent, 0, {}, 22},
+        {true, {0x00, 0x80, 0x3E, 0xD5, 0xDE, 0xB1, 0x9D, 0x01, 4, 0, 0, 0, 0x10}, 4, kUnixEpoch, {0x10}, 0},
+        {true, {0x00, 0x80, 0x3E, 0xD5, 0xDE, 0xB1, 0x9D, 0x01, 3, 0, 0, 0}, 3, kUnixEpoch, {}, 22},
+        {true, {0x00, 0x80, 0x3E, 0xD5, 0xDE, 0xB1, 0x9D, 0x01, 3, 0, 0}, kAbsent, 0, {}, 22},
+    };
+    cISFStore store;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        const sItemArray item = ParseItemArray(c.mArray.data(), c.mArray.size(), c.mStamped);
+        EXPECT_EQ(item.mProtocol, c.mProtocol);
+        EXPECT_EQ(item.mTime, c.mTime);
+        EXPECT_EQ(Bytes(item.mPacket, item.mPacket + item.mLength), c.mPacket);
+        EXPECT_EQ(store.WriteItem(item.mProtocol, item.mLength, item.mPacket, item.mTime), c.mStatus);
+    }
+}
+
+// WCDMA system-information blocks the store rebuilds (that it rebuilds them: the tool test of the real
+// capture) follow the completing item with its time, also when the segments span two files of one store.
+TEST(ISFStoreWCDMA, ABlockSplitAcrossTwoFilesOfOneStoreFollowsTheCompletingItemInTheSecond) {
+    // kT0 + 7 ms in the diagnostic time format. 2020-01-01 is 14605 days after 1980-01-06 (40 years of
+    // which 10 leap years, less 5 days): 1,261,872,000 s = 1,009,497,600,000 periods of 1.25 ms. 7 ms are 5
+    // periods and 0.6 of one, 0.6 x 49152 = 29491.2.
+    const unsigned long long kCDMATime = ((1009497600000ULL + 5) << 16) + 29491;
+    using namespace wcdma_test;
+    const BitString seg = PatternBits(222, 1);
+    const BitString tail = PatternBits(30, 3);
+    const Bytes first = cSIMessageWriter::BCH(PAYLOAD_FIRST_SEGMENT).FirstSegment(12, 2, seg).Log();
+    const Bytes last = cSIMessageWriter::BCH(PAYLOAD_LAST_SEGMENT_SHORT).LastSegmentShort(12, 1, tail).Log();
+    Bytes rebuilt = RebuiltLog(254, 0, 12, seg + tail);
+    PutLE(&rebuilt[8], kCDMATime, 8);
+    cTempDir dir;
+    cISFStore store;
+    ASSERT_EQ(store.OpenNewFileStore(dir.File("one.isf").c_str()), 0u);
+    ASSERT_EQ(Write(store, 3, first, AtMs(1)), 0u);
+    ASSERT_EQ(store.OpenNewFileStore(dir.File("two.isf").c_str()), 0u);  // closes the first file
+    ASSERT_EQ(Write(store, 3, last, AtMs(7)), 0u);
+    store.CloseFileStore();
+    EXPECT_EQ(Payloads(ReadGood(dir.File("one.isf")), 1), std::vector<Bytes>{first});
+    const sISFFile two = ReadGood(dir.File("two.isf"));
+    ASSERT_EQ(Payloads(two, 1), (std::vector<Bytes>{last, rebuilt}));
+    EXPECT_EQ(two.mItems[2].mType, 8u) << "an over-the-air log";
+    EXPECT_EQ(two.mItems[2].mTimeMs, kT0Ms + 7);
 }
 
 }  // namespace

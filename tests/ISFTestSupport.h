@@ -15,12 +15,9 @@
 #include "jni/ISFStore.h"
 #include "reader/ISFReadAll.h"
 
-// The tests' look at a store's counters (a friend of cISFStore).
+// The tests' look inside a store (a friend of cISFStore).
 class cISFStoreInspector {
 public:
-    static uint32_t ItemCount(const cISFStore& store) { return store.mItemCount; }
-    static uint32_t BlockCount(const cISFStore& store) { return store.mIndexBlocks.Count(); }
-    static uint32_t ItemsInBlock(const cISFStore& store) { return store.mItemsInBlock; }
     static bool HasFile(const cISFStore& store) { return store.mFile != nullptr; }
     static const cISFStream* File(const cISFStore& store) { return store.mFile; }
 };
@@ -80,6 +77,14 @@ inline std::string Problems(const sISFFile& file) {
     return text;
 }
 
+inline std::vector<Bytes> Payloads(const sISFFile& file, size_t from) {
+    std::vector<Bytes> payloads;
+    for (size_t i = from; i < file.mItems.size(); ++i) {
+        payloads.push_back(file.mItems[i].mPayload);
+    }
+    return payloads;
+}
+
 enum eStreamOp { OP_OPEN, OP_WRITE, OP_FLUSH, OP_SEEK, OP_SEEK_END, OP_TELL, OP_CLOSE };
 
 // Shared by every stream of one factory: the call to fail, and the calls of that operation so far.
@@ -89,9 +94,8 @@ struct sStreamScript {
     unsigned int mCalls = 0;
 };
 
-// Forwards every operation to the production stream; the scripted call fails instead. A failed write at the
-// end of the file keeps half of its bytes, as a disk that fills up mid-write does; inside the file it
-// changes nothing.
+// Forwards every operation to the production stream; the scripted call fails instead. A failed write keeps
+// half of its bytes at the end of the file (a disk filling up mid-write), none inside it.
 class cTestStream : public cISFStream {
 public:
     explicit cTestStream(sStreamScript& script) : mScript(script) {}

@@ -1,10 +1,11 @@
 package org.palvorin;
 
-import java.io.ByteArrayOutputStream;
+import static java.nio.ByteOrder.LITTLE_ENDIAN;
+
 import java.io.IOException;
+import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -25,52 +26,22 @@ final class Support {
         return out;
     }
 
-    static byte[] le(long value, int size) {
-        byte[] out = new byte[size];
-        for (int i = 0; i < size; ++i) {
-            out[i] = (byte) (value >>> (8 * i));
-        }
-        return out;
-    }
-
-    static int le32(byte[] bytes, int offset) {
-        return (bytes[offset] & 0xFF) | (bytes[offset + 1] & 0xFF) << 8 | (bytes[offset + 2] & 0xFF) << 16
-            | (bytes[offset + 3] & 0xFF) << 24;
-    }
-
-    static byte[] concat(byte[]... parts) {
-        ByteArrayOutputStream out = new ByteArrayOutputStream();
-        for (byte[] part : parts) {
-            out.writeBytes(part);
-        }
-        return out.toByteArray();
-    }
-
     /** The array of WriteItem and HDLCEncode: protocol type, then the packet. */
-    static byte[] item(int protocol, byte[] packet) { return concat(le(protocol, 4), packet); }
+    static byte[] item(int protocol, byte[] packet) {
+        return ByteBuffer.allocate(4 + packet.length).order(LITTLE_ENDIAN).putInt(protocol).put(packet)
+            .array();
+    }
 
     /** The array of WriteItemWithTS: FILETIME, protocol type, then the packet. */
     static byte[] stampedItem(long filetime, int protocol, byte[] packet) {
-        return concat(le(filetime, 8), le(protocol, 4), packet);
+        return ByteBuffer.allocate(12 + packet.length).order(LITTLE_ENDIAN).putLong(filetime).putInt(protocol)
+            .put(packet).array();
     }
 
-    /** A log packet of {@code size} bytes (at least 20) with its log code, and {@code tag} at bytes 16-19. */
-    static byte[] logPacket(int logCode, int size, int tag) {
-        byte[] length = le(size - 4, 2);
-        return concat(
-            bytes(0x10, 0), length, length, le(logCode, 2), new byte[8], le(tag, 4), new byte[size - 20]);
-    }
-
-    /** One item as the ISF reader of tools/ saw it. */
-    record Item(int type, long timeMs, Long aux, byte[] payload) {}
-
-    /** A file as the ISF reader saw it. */
-    record IsfFile(boolean closed, int trailerCount, List<String> problems, List<Item> items) {}
-
-    /** Reads an ISF with the reader of tools/ (the program named by the property palvorin.isfdump). */
-    static IsfFile readIsf(String path) throws IOException, InterruptedException {
-        ProcessBuilder builder =
-            new ProcessBuilder(System.getProperty("palvorin.isfdump"), path).redirectErrorStream(true);
+    /** The lines the ISF reader of tools/ (the program named by the property palvorin.isfdump) prints. */
+    static List<String> readIsf(String path) throws IOException, InterruptedException {
+        String reader = System.getProperty("palvorin.isfdump");
+        ProcessBuilder builder = new ProcessBuilder("timeout", "60", reader, path).redirectErrorStream(true);
         // A sanitizer runtime preloaded into this JVM is not for the reader, which carries its own.
         builder.environment().remove("LD_PRELOAD");
         Process process = builder.start();
@@ -78,37 +49,17 @@ final class Support {
         if (process.waitFor() != 0) {
             throw new IOException("ISF reader failed: " + output);
         }
-        IsfFile file = new IsfFile(false, -1, new ArrayList<>(), new ArrayList<>());
-        for (String line : output.split("\n")) {
-            String[] fields = line.split(" ", -1);
-            switch (fields[0]) {
-                case "file" -> file = new IsfFile(fields[1].equals("closed=1"),
-                    Integer.parseInt(fields[3].substring("trailer=".length())), file.problems(),
-                    file.items());
-                case "problem" -> file.problems().add(line);
-                case "item" -> {
-                    byte[] payload = new byte[fields[4].length() / 2];
-                    for (int i = 0; i < payload.length; ++i) {
-                        payload[i] = (byte) Integer.parseInt(fields[4].substring(2 * i, 2 * i + 2), 16);
-                    }
-                    file.items().add(new Item(Integer.parseInt(fields[1]), Long.parseLong(fields[2]),
-                        fields[3].equals("-") ? null : Long.valueOf(fields[3]), payload));
-                }
-                default -> throw new IOException("unexpected reader output: " + line);
-            }
-        }
-        return file;
+        return List.of(output.split("\n"));
     }
 
     /**
-     * Runs {@link LogProbe} with {@code args} in a JVM of its own, with every log priority let through,
-     * and returns the texts logged under the tag "libPalvorin", each as "path: text" (line number dropped).
+     * Runs {@link LogProbe} on {@code path} in a JVM of its own, with every log priority let through, and
+     * returns the texts logged under the tag "libPalvorin", each as "path: text" (line number dropped).
      */
-    static List<String> probeLog(String... args) throws IOException, InterruptedException {
-        List<String> command = new ArrayList<>(List.of(System.getProperty("java.home") + "/bin/java",
+    static List<String> probeLog(String path) throws IOException, InterruptedException {
+        List<String> command = List.of(System.getProperty("java.home") + "/bin/java",
             "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp",
-            System.getProperty("java.class.path"), "org.palvorin.LogProbe"));
-        command.addAll(Arrays.asList(args));
+            System.getProperty("java.class.path"), "org.palvorin.LogProbe", path);
         ProcessBuilder builder = new ProcessBuilder(command).redirectOutput(ProcessBuilder.Redirect.DISCARD);
         builder.environment().put("ANDROID_LOG_TAGS", "*:v");
         Process process = builder.start();
